@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QString>
+
+// Field catalogue of the trading platform: the keys of request and answer bodies, of
+// market records and of portfolio records. Pages use these by name only; the text
+// values are the platform's own and are what travels on the wire.
+
+namespace RequestField {
+inline const QString alterType = QStringLiteral("alterType");
+inline const QString userID = QStringLiteral("userID");
+inline const QString strategyNo = QStringLiteral("strategyNo");
+inline const QString strategyName = QStringLiteral("strategyName");
+inline const QString strategyType = QStringLiteral("strategyType");
+inline const QString StrategyManaStatus = QStringLiteral("strategyManaStatus");
+inline const QString portfolioNo = QStringLiteral("portfolioNo");
+inline const QString portfolioName = QStringLiteral("portfolioName");
+inline const QString defaultBasketSize = QStringLiteral("defaultBasketSize");
+inline const QString portfolioExtensionDescription = QStringLiteral("portfolioExtensionDescription");
+inline const QString portParamType = QStringLiteral("portParamType");
+inline const QString createTime = QStringLiteral("createTime");
+inline const QString deleteFlag = QStringLiteral("deleteFlag");
+inline const QString msgType = QStringLiteral("msgType");
+inline const QString subGroupNumber = QStringLiteral("subGroupNumber");
+inline const QString securityID = QStringLiteral("securityID");
+inline const QString securityExchange = QStringLiteral("securityExchange");
+inline const QString side = QStringLiteral("side");
+inline const QString tradeQty = QStringLiteral("tradeQty");
+inline const QString positionWeight = QStringLiteral("positionWeight");
+inline const QString entrustType = QStringLiteral("entrustType");
+inline const QString batchEntrustProp = QStringLiteral("batchEntrustProp");
+inline const QString customerPrice = QStringLiteral("customerPrice");
+inline const QString limitPrice = QStringLiteral("limitPrice");
+inline const QString details = QStringLiteral("details");
+inline const QString batchNo = QStringLiteral("batchNo");
+inline const QString batchFinished = QStringLiteral("batchFinished");
+inline const QString securityIDSource = QStringLiteral("securityIDSource");
+// Answer fields.
+inline const QString requestExeStatus = QStringLiteral("requestExeStatus");
+inline const QString textDescription = QStringLiteral("textDescription");
+}
+
+namespace RequestExeStatus {
+inline const QString success = QStringLiteral("0");
+inline const QString failure = QStringLiteral("1");
+}
+
+// Where a security identifier comes from when it is turned into a code.
+namespace SecurityIDSource {
+inline const QString securityID = QStringLiteral("securityID");
+inline const QString symbol = QStringLiteral("symbol");
+}
+
+// Keys of a market record ("MDMARKETRECORD") and of security static data.
+namespace Security {
+inline const QString symbol = QStringLiteral("Symbol");
+inline const QString securityID = QStringLiteral("SecurityID");
+inline const QString side = QStringLiteral("Side");
+inline const QString entrustType = QStringLiteral("EntrustType");
+inline const QString nominalQty = QStringLiteral("NominalQty");
+inline const QString lastPx = QStringLiteral("LastPx");
+inline const QString preClosePx = QStringLiteral("PreClosePx");
+inline const QString bidPx1 = QStringLiteral("BidPx1");
+inline const QString askPx1 = QStringLiteral("AskPx1");
+inline const QString upperLimitPx = QStringLiteral("UpperLimitPx");
+inline const QString lowerLimitPx = QStringLiteral("LowerLimitPx");
+inline const QString suspended = QStringLiteral("Suspended");
+inline const QString mdTime = QStringLiteral("MDTime");
+}
+
+namespace UserAccount {
+inline const QString securityExchange = QStringLiteral("SecurityExchange");
+inline const QString entrustProp = QStringLiteral("EntrustProp");
+}
+
+// Portfolio-level extension attributes (the extension map of a portfolio).
+namespace Portfolio {
+inline const QString portType = QStringLiteral("portType");
+inline const QString algoParam = QStringLiteral("algoParam");
+}
+
+// Portfolio-level columns of an algorithm import file; they go to Portfolio::algoParam.
+namespace ImportField {
+inline const QString FundAccount = QStringLiteral("fundAccount");
+inline const QString AlgoName = QStringLiteral("algoName");
+inline const QString StartTime = QStringLiteral("startTime");
+inline const QString EndTime = QStringLiteral("endTime");
+inline const QString ParticipationRate = QStringLiteral("participationRate");
+}
+
+namespace DictionaryKey {
+inline const QString exchangeChineseName = QStringLiteral("exchangeChineseName");
+}
+
+// Event message keys.
+inline const QString PLUGIN_ID = QStringLiteral("pluginId");
+inline const QString MENU_ID = QStringLiteral("menuId");
