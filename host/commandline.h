@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+
+// What tzapp was asked to do on its command line.
+struct CommandLine
+{
+    bool listPlugins = false;
+    QString screenshotFile;  // render the main window to this PNG after start-up, then quit
+    int screenshotDelayMs = 1500;
+    QString pluginDir;       // default: plugins/ beside the executable
+    QString dataDir;         // user data: database, logs; default: the user's data folder
+    QString databasePath;    // default: tzapp.sqlite in the data folder
+    QString user = QStringLiteral("demo");
+    QString error;           // set when the command line is wrong
+
+    static CommandLine parse(const QStringList &arguments);
+    static QString helpText();
+};

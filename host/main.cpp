@@ -1,0 +1,147 @@
+// tzapp: the trading client. Loads every page plugin of its plugin folder the way the
+// host does, starts the back end in-process on a SQLite file of the user's data folder,
+// connects the message bus to it and opens the portfolio list page.
+
+#include "cbusinessdatabase.h"
+#include "cmessagecommon.h"
+#include "commandline.h"
+#include "cpackmessagecommon.h"
+#include "cunpackmessagecommon.h"
+#include "embeddedbackend.h"
+#include "fieldkeys.h"
+#include "inprocesstransport.h"
+#include "iplugin.h"
+#include "logfile.h"
+#include "mainwindow.h"
+#include "messagebus.h"
+#include "msgtypes.h"
+#include "pluginmanager.h"
+#include "tzcore.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QTimer>
+#include <cstdio>
+
+namespace {
+
+const char kPageId[] = "TZApp.PortfoliosList";
+
+int listPlugins(PluginManager &plugins, const QString &folder)
+{
+    plugins.loadPlugins(folder);
+    for (const PluginSpec *spec : plugins.plugins()) {
+        if (!spec->plugin)
+            continue;
+        QStringList ids;
+        for (const PageDescriptor &page : spec->pages)
+            ids << page.id;
+        printf("%s %s %s %s\n", qPrintable(spec->name), qPrintable(spec->version),
+               qPrintable(spec->category), qPrintable(ids.join(QLatin1Char(','))));
+    }
+    return 0;
+}
+
+// Tells the back end which user this client acts for, so it can keep the user's other
+// desks in step.
+bool login(const QString &user, QString &error)
+{
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::userID, user);
+    CMessageCommon message;
+    message.SetSrcid(QStringLiteral("tzapp"));
+    message.SetType(MsgType::loginRequest);
+    message.SetMsg(body.GetPackedMsg(false));
+    QVariant reply;
+    const int rc = MessageBus::instance()->request(message, reply, MessageBus::defaultTimeoutMs());
+    CUnPackMessageCommon answer;
+    if (rc != 0 || !answer.SetUnPackMsg(reply)) {
+        error = rc == 1 ? QStringLiteral("登录请求超时") : QStringLiteral("登录请求发送失败");
+        return false;
+    }
+    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+        error = answer.GetValue(RequestField::textDescription).toString();
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("TZApp"));
+    QApplication::setApplicationName(QStringLiteral("tzapp"));
+
+    const CommandLine options = CommandLine::parse(app.arguments());
+    if (options.error == QLatin1String("help")) {
+        printf("%s", qPrintable(CommandLine::helpText()));
+        return 0;
+    }
+    if (!options.error.isEmpty()) {
+        fprintf(stderr, "tzapp: %s\n%s", qPrintable(options.error), qPrintable(CommandLine::helpText()));
+        return 2;
+    }
+
+    const QString pluginDir = options.pluginDir.isEmpty()
+        ? QCoreApplication::applicationDirPath() + QStringLiteral("/plugins")
+        : options.pluginDir;
+    PluginManager plugins;
+    if (options.listPlugins)
+        return listPlugins(plugins, pluginDir);
+
+    if (!options.dataDir.isEmpty())
+        TzCore::setUserDataDir(QDir(options.dataDir).absolutePath());
+    const QString dataDir = TzCore::userDataDir();
+    TzCore::setSettingsFile(dataDir + QStringLiteral("/tzapp.ini"));
+    const QString logPath = LogFile::install(dataDir + QStringLiteral("/logs"));
+    qInfo().noquote() << "tzapp starting; data folder" << dataDir << "log" << logPath;
+    CBusinessDataBase::GetInstance()->SetLoginAccount(options.user);
+
+    EmbeddedBackend backend;
+    BackendService::Options backendOptions;
+    backendOptions.databasePath = options.databasePath.isEmpty()
+        ? dataDir + QStringLiteral("/tzapp.sqlite")
+        : options.databasePath;
+    QString error;
+    const bool backendUp = backend.start(backendOptions, &error);
+    if (!backendUp)
+        qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
+
+    plugins.loadPlugins(pluginDir);
+    MainWindow window(&plugins);
+    QObject::connect(MessageBus::instance(), &MessageBus::connectionStateChanged, &window,
+                     &MainWindow::setBackendState, Qt::QueuedConnection);
+    if (backendUp) {
+        MessageBus::instance()->start(new InProcessTransport(backend.service(), backend.newClientId()));
+        if (login(options.user, error))
+            window.setBackendState(true, QStringLiteral("嵌入式后台 · 用户 %1 · %2")
+                                             .arg(options.user, backendOptions.databasePath));
+        else
+            window.setBackendState(false, QStringLiteral("后台登录失败：%1").arg(error));
+    } else {
+        window.setBackendState(false, QStringLiteral("后台启动失败：%1").arg(error));
+    }
+    window.openPage(QLatin1String(kPageId));
+    window.show();
+
+    if (!options.screenshotFile.isEmpty()) {
+        const QString file = QFileInfo(options.screenshotFile).absoluteFilePath();
+        QTimer::singleShot(options.screenshotDelayMs, &window, [&window, file] {
+            const bool saved = window.grab().save(file, "PNG");
+            if (saved)
+                printf("%s\n", qPrintable(file));
+            else
+                fprintf(stderr, "tzapp: cannot write screenshot %s\n", qPrintable(file));
+            QCoreApplication::exit(saved ? 0 : 1);
+        });
+    }
+
+    const int rc = app.exec();
+    MessageBus::instance()->stop();
+    backend.stop();
+    plugins.shutdown();
+    return rc;
+}

@@ -1,0 +1,75 @@
+#include "mainwindow.h"
+
+#include "pageframe.h"
+#include "pluginmanager.h"
+#include "tzpluginbasewidget.h"
+
+#include <QDebug>
+#include <QDockWidget>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QStatusBar>
+
+MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
+    : QMainWindow(parent)
+    , m_plugins(plugins)
+{
+    setWindowTitle(QStringLiteral("TZApp 交易终端"));
+    resize(1280, 760);
+
+    auto *dock = new QDockWidget(QStringLiteral("业务消息"), this);
+    dock->setObjectName(QStringLiteral("BusinessMessageDock"));
+    dock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    m_messages = new QPlainTextEdit(dock);
+    m_messages->setObjectName(QStringLiteral("BusinessMessagePanel"));
+    m_messages->setReadOnly(true);
+    m_messages->setMaximumBlockCount(2000);
+    dock->setWidget(m_messages);
+    addDockWidget(Qt::BottomDockWidgetArea, dock);
+    resizeDocks({dock}, {120}, Qt::Vertical);
+
+    m_backendState = new QLabel(this);
+    statusBar()->addPermanentWidget(m_backendState);
+    setBackendState(false, QStringLiteral("后台未连接"));
+}
+
+MainWindow::~MainWindow()
+{
+    // The page type's destructor lives in its plugin; destroy it through the meta-type
+    // while the library is still loaded.
+    if (m_page) {
+        QWidget *frame = m_page->parentWidget();
+        m_page->setParent(nullptr);
+        m_plugins->destroyPage(m_pageMetaId, m_page);
+        delete frame;
+    }
+}
+
+bool MainWindow::openPage(const QString &pageId)
+{
+    const PageDescriptor *descriptor = m_plugins->pageById(pageId);
+    QWidget *widget = descriptor ? m_plugins->createPage(descriptor->metaId) : nullptr;
+    auto *page = qobject_cast<TzPluginBaseWidget *>(widget);
+    if (!page) {
+        auto *notice = new QLabel(QStringLiteral("未找到页面插件 %1，请检查插件目录。").arg(pageId), this);
+        notice->setAlignment(Qt::AlignCenter);
+        setCentralWidget(notice);
+        qWarning() << "MainWindow::openPage no plugin offers" << pageId;
+        return false;
+    }
+    m_page = page;
+    m_pageMetaId = descriptor->metaId;
+    page->setPluginInstanceID(pageId + QStringLiteral("#1"));
+    auto *frame = new PageFrame(page, this);
+    setCentralWidget(frame);
+    page->initPluginWidget();
+    statusBar()->showMessage(QStringLiteral("已打开页面 %1（%2）").arg(page->pluginWidgetTitle(), pageId));
+    return true;
+}
+
+void MainWindow::setBackendState(bool connected, const QString &text)
+{
+    m_backendState->setText((connected ? QStringLiteral("● ") : QStringLiteral("○ ")) + text);
+    m_backendState->setStyleSheet(connected ? QStringLiteral("color: #1a7f37;")
+                                            : QStringLiteral("color: #b42318;"));
+}

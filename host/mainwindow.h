@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QMainWindow>
+
+class PluginManager;
+class QLabel;
+class QPlainTextEdit;
+class TzPluginBaseWidget;
+
+// The client's main window: the page area, the business-message panel and a status
+// line that shows the back end's state.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit MainWindow(PluginManager *plugins, QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    // Creates the page with this host id from its plugin's descriptor and shows it;
+    // false (with a visible notice in the page area) when no plugin offers it.
+    bool openPage(const QString &pageId);
+    QPlainTextEdit *businessMessagePanel() const { return m_messages; }
+    void setBackendState(bool connected, const QString &text);
+
+private:
+    PluginManager *m_plugins;
+    QPlainTextEdit *m_messages;
+    QLabel *m_backendState;
+    TzPluginBaseWidget *m_page = nullptr;
+    int m_pageMetaId = 0;
+};

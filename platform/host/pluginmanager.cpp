@@ -1,0 +1,159 @@
+#include "pluginmanager.h"
+
+#include "iplugin.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFileInfo>
+#include <QLibrary>
+#include <QMetaType>
+#include <QPluginLoader>
+#include <QWidget>
+
+const char *const PluginManager::pluginIid = "TZAppPlugin";
+
+PluginManager::PluginManager(QObject *parent)
+    : QObject(parent)
+{
+}
+
+PluginManager::~PluginManager()
+{
+    shutdown();
+    qDeleteAll(m_specs);
+}
+
+int PluginManager::loadPlugins(const QString &folder, const QStringList &arguments)
+{
+    QDir dir(folder);
+    const QFileInfoList files = dir.entryInfoList(QDir::Files, QDir::Name);
+    int loaded = 0;
+    for (const QFileInfo &file : files) {
+        if (!QLibrary::isLibrary(file.fileName()))
+            continue;
+        PluginSpec *spec = loadPlugin(file.absoluteFilePath(), arguments);
+        if (spec && spec->plugin)
+            ++loaded;
+    }
+    return loaded;
+}
+
+PluginSpec *PluginManager::loadPlugin(const QString &filePath, const QStringList &arguments)
+{
+    auto *spec = new PluginSpec;
+    spec->filePath = filePath;
+    m_specs.append(spec);
+
+    auto *loader = new QPluginLoader(filePath, this);
+    const QJsonObject meta = loader->metaData();
+    const QString iid = meta.value(QStringLiteral("IID")).toString();
+    if (iid != QLatin1String(pluginIid)) {
+        spec->error = QStringLiteral("interface id \"%1\" is not \"%2\"").arg(iid, pluginIid);
+        qInfo().noquote() << "PluginManager::loadPlugin skipped" << filePath << spec->error;
+        delete loader;
+        return spec;
+    }
+    spec->metaData = meta.value(QStringLiteral("MetaData")).toObject();
+    spec->name = spec->metaData.value(QStringLiteral("Name")).toString();
+    spec->version = spec->metaData.value(QStringLiteral("Version")).toString();
+    spec->category = spec->metaData.value(QStringLiteral("Category")).toString();
+
+    QObject *instance = loader->instance();
+    auto *plugin = qobject_cast<IPlugin *>(instance);
+    if (!plugin) {
+        spec->error = instance ? QStringLiteral("root object is not an IPlugin")
+                               : loader->errorString();
+        qWarning().noquote() << "PluginManager::loadPlugin failed" << filePath << spec->error;
+        loader->unload();
+        delete loader;
+        return spec;
+    }
+    spec->loader = loader;
+    spec->plugin = plugin;
+
+    const int before = plugin->autoReleasedObjects().size();
+    QString error;
+    const QString libraryName = QFileInfo(filePath).completeBaseName();
+    if (!plugin->initialize(arguments, &error, libraryName)) {
+        spec->error = error.isEmpty() ? QStringLiteral("initialize failed") : error;
+        qWarning().noquote() << "PluginManager::loadPlugin initialize failed" << filePath << spec->error;
+        return spec;
+    }
+    plugin->extensionsInitialized();
+
+    // Page descriptors are the published objects that carry an "id" and a "metaId".
+    const QList<QObject *> published = plugin->autoReleasedObjects();
+    for (int i = before; i < published.size(); ++i) {
+        QObject *o = published.at(i);
+        if (!o->property("id").isValid() || !o->property("metaId").isValid())
+            continue;
+        PageDescriptor page;
+        page.className = o->objectName();
+        page.id = o->property("id").toString();
+        page.dllName = o->property("dllname").toString();
+        page.metaId = o->property("metaId").toInt();
+        spec->pages.append(page);
+    }
+    qInfo().noquote() << "PluginManager::loadPlugin loaded" << spec->name << spec->version
+                      << "from" << filePath;
+    return spec;
+}
+
+QList<PageDescriptor> PluginManager::pages() const
+{
+    QList<PageDescriptor> result;
+    for (const PluginSpec *spec : m_specs)
+        result += spec->pages;
+    return result;
+}
+
+const PageDescriptor *PluginManager::pageById(const QString &id) const
+{
+    for (const PluginSpec *spec : m_specs) {
+        for (const PageDescriptor &page : spec->pages) {
+            if (page.id == id)
+                return &page;
+        }
+    }
+    return nullptr;
+}
+
+QWidget *PluginManager::createPage(int metaId, QWidget *parent) const
+{
+    if (!QMetaType::isRegistered(metaId))
+        return nullptr;
+    // Page types are registered as QWidget subclasses whose QWidget base sits first.
+    auto *page = static_cast<QWidget *>(QMetaType::create(metaId));
+    if (page && parent)
+        page->setParent(parent);
+    return page;
+}
+
+void PluginManager::destroyPage(int metaId, QWidget *page) const
+{
+    if (page && QMetaType::isRegistered(metaId))
+        QMetaType::destroy(metaId, page);
+}
+
+void PluginManager::shutdown()
+{
+    if (m_shutDown)
+        return;
+    m_shutDown = true;
+    for (int i = m_specs.size() - 1; i >= 0; --i) {
+        if (IPlugin *plugin = m_specs.at(i)->plugin)
+            plugin->aboutToShutdown();
+    }
+    for (int i = m_specs.size() - 1; i >= 0; --i) {
+        if (IPlugin *plugin = m_specs.at(i)->plugin)
+            plugin->releaseAutoReleasedObjects();
+    }
+    for (int i = m_specs.size() - 1; i >= 0; --i) {
+        PluginSpec *spec = m_specs.at(i);
+        if (spec->loader) {
+            // Unloading a library that still has live widgets or meta-types would pull
+            // code from under them; the process is ending anyway, so keep it mapped.
+            spec->plugin = nullptr;
+        }
+    }
+}

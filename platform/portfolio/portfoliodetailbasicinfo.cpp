@@ -1,0 +1,50 @@
+#include "portfoliodetailbasicinfo.h"
+
+#include "securitycatalog.h"
+
+#include <cmath>
+
+bool PortfolioItem::operator==(const PortfolioItem &o) const
+{
+    return m_symbol == o.m_symbol && m_symbolName == o.m_symbolName && m_exchange == o.m_exchange
+        && m_quantity == o.m_quantity && qFuzzyCompare(1.0 + m_absWeight, 1.0 + o.m_absWeight)
+        && qFuzzyCompare(1.0 + m_relWeight, 1.0 + o.m_relWeight) && m_side == o.m_side
+        && m_entrustType == o.m_entrustType && m_entrustProp == o.m_entrustProp
+        && qFuzzyCompare(1.0 + m_customerPrice, 1.0 + o.m_customerPrice)
+        && qFuzzyCompare(1.0 + m_algoLimitPrice, 1.0 + o.m_algoLimitPrice);
+}
+
+int PortfolioDetailBasicInfo::CalculateWeight()
+{
+    if (m_items.isEmpty())
+        return -1;
+
+    const SecurityCatalog &catalog = SecurityCatalog::instance();
+    QVector<double> raw(m_items.size());
+    bool byValue = true;
+    for (int i = 0; i < m_items.size() && byValue; ++i) {
+        const PortfolioItem &item = m_items.at(i);
+        const SecurityInfo *s = catalog.bySymbol(item.Symbol());
+        if (item.Quantity() <= 0 || !s || s->preClosePx <= 0.0)
+            byValue = false;
+        else
+            raw[i] = double(item.Quantity()) * s->preClosePx;
+    }
+    if (!byValue) {
+        for (int i = 0; i < m_items.size(); ++i)
+            raw[i] = std::max(0.0, m_items.at(i).RelWeight());
+    }
+    double total = 0.0;
+    for (double v : qAsConst(raw))
+        total += v;
+    if (!(total > 0.0))
+        return -2;
+
+    for (int i = 0; i < m_items.size(); ++i) {
+        PortfolioItem &item = m_items[i];
+        const double rel = raw.at(i) / total;
+        item.setRelWeight(rel);
+        item.setAbsWeight(rel * 100.0);
+    }
+    return 0;
+}

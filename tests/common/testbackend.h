@@ -1,0 +1,92 @@
+#pragma once
+
+// A real back end for tests: the embedded service on its own thread with a SQLite file in
+// a temporary folder, and the client's message bus connected to it and logged in.
+
+#include "cbusinessdatabase.h"
+#include "cmessagecommon.h"
+#include "cpackmessagecommon.h"
+#include "cunpackmessagecommon.h"
+#include "embeddedbackend.h"
+#include "fieldkeys.h"
+#include "inprocesstransport.h"
+#include "messagebus.h"
+#include "msgtypes.h"
+#include "tzcore.h"
+
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+#include <memory>
+
+class TestBackend
+{
+public:
+    explicit TestBackend(const QString &user = QStringLiteral("demo"), bool seed = true)
+    {
+        TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
+        TzCore::setUserDataDir(m_dir.path());
+        TzCore::setSettingsFile(m_dir.filePath(QStringLiteral("settings.ini")));
+        CBusinessDataBase::GetInstance()->SetLoginAccount(user);
+        BackendService::Options options;
+        options.databasePath = m_dir.filePath(QStringLiteral("backend.sqlite"));
+        options.seedDemo = seed;
+        QString error;
+        m_started = m_backend.start(options, &error);
+        if (!m_started)
+            qWarning() << "TestBackend: back end did not start:" << error;
+        MessageBus::instance()->start(
+            new InProcessTransport(m_backend.service(), m_backend.newClientId()));
+        m_loggedIn = request(MsgType::loginRequest, {{RequestField::userID, user}}).ok;
+    }
+    ~TestBackend()
+    {
+        MessageBus::instance()->stop();
+        m_backend.stop();
+    }
+
+    bool ready() const { return m_started && m_loggedIn; }
+    BackendService *service() const { return m_backend.service(); }
+    FaultInjector &faults() const { return m_backend.service()->faults(); }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    static void setTimeoutMs(int ms)
+    {
+        TzCore::settings()->setValue(QStringLiteral("Platform/RequestTimeoutMs"), ms);
+    }
+
+    struct Answer
+    {
+        int rc = -1;
+        bool ok = false;
+        CUnPackMessageCommon body;
+    };
+    // Sends one request with these header fields and optional rows through the bus.
+    static Answer request(const QString &type, const QVariantMap &header,
+                          const QList<QVariantMap> &rows = {})
+    {
+        CPackMessageCommon pack;
+        for (auto it = header.cbegin(); it != header.cend(); ++it)
+            pack.AddVaule(it.key(), it.value());
+        for (const QVariantMap &row : rows) {
+            pack.AddRow();
+            pack.AddRowVaule(row);
+        }
+        CMessageCommon message;
+        message.SetSrcid(QStringLiteral("test"));
+        message.SetType(type);
+        message.SetMsg(pack.GetPackedMsg(false));
+        QVariant reply;
+        Answer answer;
+        answer.rc = MessageBus::instance()->request(message, reply, MessageBus::defaultTimeoutMs());
+        if (answer.rc == 0 && answer.body.SetUnPackMsg(reply))
+            answer.ok = answer.body.GetValue(RequestField::requestExeStatus).toString()
+                == RequestExeStatus::success;
+        return answer;
+    }
+
+private:
+    QTemporaryDir m_dir;
+    EmbeddedBackend m_backend;
+    bool m_started = false;
+    bool m_loggedIn = false;
+};
