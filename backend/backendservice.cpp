@@ -1,0 +1,632 @@
+#include "backendservice.h"
+
+#include "cmessagecommon.h"
+#include "cpackmessagecommon.h"
+#include "cunpackmessagecommon.h"
+#include "demoseed.h"
+#include "exchange.h"
+#include "fieldkeys.h"
+#include "migrations.h"
+#include "msgtypes.h"
+#include "portfolioextension.h"
+
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <QSet>
+#include <QTimer>
+#include <atomic>
+
+Q_LOGGING_CATEGORY(lcService, "tz.backend.service")
+
+namespace {
+
+const QString kSource = QStringLiteral("backend");
+const QString kCreate = QStringLiteral("c");
+const QString kUpdate = QStringLiteral("u");
+const int kMaxPortfolioNameLength = 25;
+
+QString connectionName()
+{
+    static std::atomic<int> counter{0};
+    return QStringLiteral("tzbackend-%1").arg(++counter);
+}
+
+QString textField(const CUnPackMessageCommon &request, const QString &key)
+{
+    return request.GetValue(key).toString().trimmed();
+}
+
+bool requireText(const CUnPackMessageCommon &request, const QString &key, const QString &what,
+                 QString *value, QString *error)
+{
+    *value = textField(request, key);
+    if (!value->isEmpty())
+        return true;
+    *error = QStringLiteral("%1不能为空").arg(what);
+    return false;
+}
+
+bool checkAlterType(const QString &alterType, QString *error)
+{
+    if (alterType == kCreate || alterType == kUpdate)
+        return true;
+    *error = QStringLiteral("不支持的修改类型：%1").arg(alterType);
+    return false;
+}
+
+bool checkPortfolioName(const QString &name, QString *error)
+{
+    if (name.trimmed().isEmpty())
+        *error = QStringLiteral("组合名称不能为空");
+    else if (name != name.trimmed())
+        *error = QStringLiteral("组合名称首尾不能有空格：%1").arg(name);
+    else if (name.toUcs4().size() > kMaxPortfolioNameLength)
+        *error = QStringLiteral("组合名称不能超过%1个字符：%2").arg(kMaxPortfolioNameLength).arg(name);
+    else
+        return true;
+    return false;
+}
+
+// The declared number of rows must match the rows carried, so a truncated request is
+// refused instead of half applied.
+bool checkRowCount(const CUnPackMessageCommon &request, QString *error)
+{
+    bool ok = false;
+    const int declared = request.GetValue(RequestField::subGroupNumber).toInt(&ok);
+    if (ok && declared == request.GetRowCount())
+        return true;
+    *error = QStringLiteral("明细行数不符：声明%1行，实际%2行")
+                 .arg(request.GetValue(RequestField::subGroupNumber).toString())
+                 .arg(request.GetRowCount());
+    return false;
+}
+
+bool isKnownMarket(const QString &market)
+{
+    static const QSet<QString> markets = {Exchange::sh, Exchange::sz,  Exchange::bj,
+                                          Exchange::hk, Exchange::hhk, Exchange::szhk};
+    return markets.contains(market);
+}
+
+bool numberField(const QVariantMap &row, const QString &key, double *value)
+{
+    const QVariant v = row.value(key);
+    if (!v.isValid() || (v.type() == QVariant::String && v.toString().isEmpty())) {
+        *value = 0.0;
+        return true;
+    }
+    bool ok = false;
+    *value = v.toDouble(&ok);
+    return ok;
+}
+
+// Reads one detail row; rowNumber counts from 1 for the reason text.
+bool lineFromRow(const QVariantMap &row, int rowNumber, PortfolioLine *line, QString *error)
+{
+    line->securityId = row.value(RequestField::securityID).toString().trimmed();
+    line->exchange = row.value(RequestField::securityExchange).toString().trimmed();
+    line->side = row.value(RequestField::side).toString();
+    line->entrustType = row.value(RequestField::entrustType).toString();
+    line->entrustProp = row.value(RequestField::batchEntrustProp).toString();
+    if (line->securityId.isEmpty()) {
+        *error = QStringLiteral("第%1行证券代码为空").arg(rowNumber);
+        return false;
+    }
+    if (!isKnownMarket(line->exchange)) {
+        *error = QStringLiteral("第%1行市场无效：%2").arg(rowNumber).arg(line->exchange);
+        return false;
+    }
+    bool ok = true;
+    const QVariant qty = row.value(RequestField::tradeQty);
+    line->tradeQty = qty.isValid() ? qty.toLongLong(&ok) : 0;
+    if (!ok || line->tradeQty < 0) {
+        *error = QStringLiteral("第%1行数量无效：%2").arg(rowNumber).arg(qty.toString());
+        return false;
+    }
+    if (!numberField(row, RequestField::positionWeight, &line->positionWeight)
+        || !numberField(row, RequestField::customerPrice, &line->customerPrice)
+        || !numberField(row, RequestField::limitPrice, &line->limitPrice)) {
+        *error = QStringLiteral("第%1行权重或价格无效").arg(rowNumber);
+        return false;
+    }
+    return true;
+}
+
+QVariantMap lineToMap(const PortfolioLine &line)
+{
+    return {{RequestField::securityID, line.securityId},
+            {RequestField::securityExchange, line.exchange},
+            {RequestField::side, line.side},
+            {RequestField::tradeQty, line.tradeQty},
+            {RequestField::positionWeight, line.positionWeight},
+            {RequestField::entrustType, line.entrustType},
+            {RequestField::batchEntrustProp, line.entrustProp},
+            {RequestField::customerPrice, line.customerPrice},
+            {RequestField::limitPrice, line.limitPrice}};
+}
+
+QVariantMap portfolioToMap(const PortfolioRecord &portfolio)
+{
+    QVariantList details;
+    details.reserve(portfolio.lines.size());
+    for (const PortfolioLine &line : portfolio.lines)
+        details.append(lineToMap(line));
+    return {{RequestField::portfolioNo, portfolio.portfolioNo},
+            {RequestField::portfolioName, portfolio.name},
+            {RequestField::strategyNo, portfolio.strategyNo},
+            {RequestField::strategyName, portfolio.strategyName},
+            {RequestField::defaultBasketSize, portfolio.defaultBasketSize},
+            {RequestField::portfolioExtensionDescription, portfolio.extension},
+            {RequestField::portParamType, portfolio.paramType},
+            {RequestField::createTime, portfolio.createTime},
+            {RequestField::deleteFlag, false},
+            {RequestField::details, details}};
+}
+
+} // namespace
+
+BackendService::BackendService(const Options &options, QObject *parent)
+    : QObject(parent), m_options(options), m_store(connectionName())
+{
+}
+
+BackendService::~BackendService()
+{
+    close();
+}
+
+bool BackendService::open(QString *error)
+{
+    if (!m_store.open(m_options.databasePath, error))
+        return false;
+    if (!m_options.seedDemo)
+        return true;
+    // Seeding is one transaction: a half-written demo would not be seeded again.
+    qint64 users = 0;
+    bool ok = m_store.begin(error);
+    if (ok) {
+        ok = m_store.countRows(QStringLiteral("users"), &users, error)
+             && (users > 0 || DemoSeed::write(m_store, error));
+        if (ok)
+            ok = m_store.commit(error);
+        else
+            m_store.rollback();
+    }
+    if (!ok) {
+        m_store.close();
+        return false;
+    }
+    if (users == 0)
+        qCInfo(lcService).noquote() << "demo data written to" << m_options.databasePath;
+    return true;
+}
+
+void BackendService::close()
+{
+    m_store.close();
+    m_userOfClient.clear();
+}
+
+QString BackendService::summary()
+{
+    if (!m_store.isOpen())
+        return QStringLiteral("数据库未打开");
+    QString error;
+    const int version = Migrations::currentVersion(m_store.database(), &error);
+    QStringList counts;
+    const QStringList tables = {QStringLiteral("users"), QStringLiteral("strategies"),
+                                QStringLiteral("portfolios"), QStringLiteral("portfolio_lines"),
+                                QStringLiteral("order_batches")};
+    for (const QString &table : tables) {
+        qint64 count = 0;
+        if (!m_store.countRows(table, &count, &error))
+            return error;
+        counts.append(QStringLiteral("%1=%2").arg(table).arg(count));
+    }
+    return QStringLiteral("%1：版本%2，%3")
+        .arg(m_options.databasePath, QString::number(version), counts.join(QLatin1Char(' ')));
+}
+
+void BackendService::onClientFrame(quint64 clientId, const QByteArray &frame)
+{
+    CMessageCommon request;
+    if (!request.fromWire(frame)) {
+        qCWarning(lcService) << "client" << clientId << "sent an undecodable frame of"
+                             << frame.size() << "bytes; dropped";
+        return;
+    }
+    if (request.kind() != CMessageCommon::Request) {
+        qCWarning(lcService) << "client" << clientId << "sent a frame of kind"
+                             << int(request.kind()) << "instead of a request; dropped";
+        return;
+    }
+    const QString type = request.GetType().toString();
+    const FaultInjector::Fault fault = m_faults.take(type);
+    switch (fault.action) {
+    case FaultInjector::Action::None:
+        handle(clientId, request);
+        break;
+    case FaultInjector::Action::Fail:
+        sendAnswer(clientId, request, false, fault.text, CPackMessageCommon());
+        break;
+    case FaultInjector::Action::Delay:
+        QTimer::singleShot(fault.delayMs, this,
+                           [this, clientId, request] { handle(clientId, request); });
+        break;
+    case FaultInjector::Action::Drop:
+        qCInfo(lcService) << "request" << request.requestId() << type << "dropped as planned";
+        break;
+    }
+}
+
+void BackendService::onClientDetached(quint64 clientId)
+{
+    m_userOfClient.remove(clientId);
+}
+
+const QHash<QString, BackendService::Handler> &BackendService::handlers()
+{
+    static const QHash<QString, Handler> table = {
+        {MsgType::loginRequest, &BackendService::login},
+        {MsgType::alterStrategyRequest, &BackendService::alterStrategy},
+        {MsgType::alterPortfolioRequest, &BackendService::alterPortfolio},
+        {MsgType::alterPortfolioDetailRequest, &BackendService::alterPortfolioDetail},
+        {MsgType::deletePortfolioDetailRequest, &BackendService::deletePortfolioDetail},
+        {MsgType::deletePortfolioRequest, &BackendService::deletePortfolio},
+        {MsgType::queryPortfolioRequest, &BackendService::queryPortfolio},
+        {MsgType::queryStrategyRequest, &BackendService::queryStrategy},
+        {MsgType::queryBatchStateRequest, &BackendService::queryBatchState},
+    };
+    return table;
+}
+
+void BackendService::handle(quint64 clientId, const CMessageCommon &request)
+{
+    const QString type = request.GetType().toString();
+    const Handler handler = handlers().value(type, nullptr);
+    CPackMessageCommon result;
+    Outcome outcome;
+    QString error;
+    CUnPackMessageCommon body;
+    bool ok = false;
+    if (!handler) {
+        error = QStringLiteral("未知的请求类型：%1").arg(request.GetType().toString());
+    } else if (!m_store.isOpen()) {
+        error = QStringLiteral("数据库未打开");
+    } else if (!body.SetUnPackMsg(request.GetMsg())) {
+        error = QStringLiteral("请求内容无法解析：%1").arg(type);
+    } else if (m_store.begin(&error)) {
+        ok = (this->*handler)(clientId, body, &result, &outcome, &error);
+        if (ok)
+            ok = m_store.commit(&error);
+        else
+            m_store.rollback();
+    }
+    if (ok && !outcome.boundUser.isEmpty())
+        m_userOfClient.insert(clientId, outcome.boundUser);
+    sendAnswer(clientId, request, ok, error, result);
+    if (ok) {
+        for (const Notice &notice : qAsConst(outcome.notices))
+            notify(clientId, notice);
+    }
+}
+
+void BackendService::sendAnswer(quint64 clientId, const CMessageCommon &request, bool ok,
+                                const QString &reason, const CPackMessageCommon &result)
+{
+    if (!ok) {
+        qCInfo(lcService).noquote() << "request" << request.requestId()
+                                    << request.GetType().toString() << "of client" << clientId
+                                    << "failed:" << reason;
+    }
+    CPackMessageCommon body = result;
+    body.AddVaule(RequestField::requestExeStatus,
+                  ok ? RequestExeStatus::success : RequestExeStatus::failure);
+    body.AddVaule(RequestField::textDescription, ok ? QString() : reason);
+    CMessageCommon message;
+    message.setKind(CMessageCommon::Answer);
+    message.setRequestId(request.requestId());
+    message.SetType(request.GetType());
+    message.SetSrcid(kSource);
+    message.SetMsg(body.GetPackedMsg());
+    emit frameToClient(clientId, message.toWire());
+}
+
+void BackendService::notify(quint64 senderId, const Notice &notice)
+{
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::portfolioNo, notice.portfolioNo);
+    CMessageCommon event;
+    event.setKind(CMessageCommon::Event);
+    event.SetType(notice.type);
+    event.SetSrcid(kSource);
+    event.SetMsg(body.GetPackedMsg());
+    const QByteArray frame = event.toWire();
+    for (auto it = m_userOfClient.cbegin(); it != m_userOfClient.cend(); ++it) {
+        if (it.key() != senderId && it.value() == notice.userName)
+            emit frameToClient(it.key(), frame);
+    }
+}
+
+bool BackendService::login(quint64, const CUnPackMessageCommon &request,
+                           CPackMessageCommon *answer, Outcome *outcome, QString *error)
+{
+    QString user;
+    qint64 userId = -1;
+    if (!requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error)
+        || !m_store.ensureUser(user, &userId, error))
+        return false;
+    outcome->boundUser = user;
+    answer->AddVaule(RequestField::userID, user);
+    return true;
+}
+
+bool BackendService::alterStrategy(quint64, const CUnPackMessageCommon &request,
+                                   CPackMessageCommon *answer, Outcome *, QString *error)
+{
+    const QString alterType = textField(request, RequestField::alterType);
+    QString user;
+    StrategyRecord strategy;
+    if (!checkAlterType(alterType, error)
+        || !requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error)
+        || !requireText(request, RequestField::strategyName, QStringLiteral("策略名称"),
+                        &strategy.name, error))
+        return false;
+    // A field left out of an update keeps its stored value (null here).
+    if (request.header().contains(RequestField::strategyType))
+        strategy.type = request.GetValue(RequestField::strategyType).toString();
+    if (request.header().contains(RequestField::StrategyManaStatus))
+        strategy.manaStatus = request.GetValue(RequestField::StrategyManaStatus).toString();
+
+    qint64 userId = -1;
+    if (alterType == kCreate) {
+        if (!m_store.ensureUser(user, &userId, error)
+            || !m_store.createStrategy(userId, &strategy, error))
+            return false;
+    } else {
+        if (!requireText(request, RequestField::strategyNo, QStringLiteral("策略编号"),
+                         &strategy.strategyNo, error)
+            || !m_store.findUser(user, &userId, error))
+            return false;
+        if (userId < 0) {
+            *error = QStringLiteral("策略不存在：%1").arg(strategy.strategyNo);
+            return false;
+        }
+        if (!m_store.updateStrategy(userId, strategy, error))
+            return false;
+    }
+    answer->AddVaule(RequestField::strategyNo, strategy.strategyNo);
+    answer->AddVaule(RequestField::strategyName, strategy.name);
+    return true;
+}
+
+bool BackendService::alterPortfolio(quint64, const CUnPackMessageCommon &request,
+                                    CPackMessageCommon *answer, Outcome *outcome,
+                                    QString *error)
+{
+    const QString alterType = textField(request, RequestField::alterType);
+    QString user;
+    if (!checkAlterType(alterType, error)
+        || !requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error))
+        return false;
+
+    qint64 userId = -1;
+    PortfolioRecord portfolio;
+    if (alterType == kCreate) {
+        if (!m_store.ensureUser(user, &userId, error))
+            return false;
+    } else {
+        bool found = false;
+        if (!requireText(request, RequestField::portfolioNo, QStringLiteral("组合编号"),
+                         &portfolio.portfolioNo, error)
+            || !m_store.findUser(user, &userId, error)
+            || (userId >= 0
+                && !m_store.loadPortfolio(userId, portfolio.portfolioNo, &portfolio, &found,
+                                          error)))
+            return false;
+        if (!found) {
+            *error = QStringLiteral("组合不存在：%1").arg(portfolio.portfolioNo);
+            return false;
+        }
+    }
+
+    // A create takes every field; an update only those the request carries.
+    const QVariantMap &header = request.header();
+    const auto carries = [&](const QString &key) {
+        return alterType == kCreate || header.contains(key);
+    };
+    if (carries(RequestField::portfolioName)) {
+        portfolio.name = request.GetValue(RequestField::portfolioName).toString();
+        if (!checkPortfolioName(portfolio.name, error))
+            return false;
+    }
+    if (carries(RequestField::strategyNo))
+        portfolio.strategyNo = textField(request, RequestField::strategyNo);
+    if (carries(RequestField::defaultBasketSize)) {
+        const QVariant size = request.GetValue(RequestField::defaultBasketSize, 0);
+        bool ok = false;
+        portfolio.defaultBasketSize = size.toLongLong(&ok);
+        if (!ok || portfolio.defaultBasketSize < 0) {
+            *error = QStringLiteral("默认篮子份数无效：%1").arg(size.toString());
+            return false;
+        }
+    }
+    if (carries(RequestField::portfolioExtensionDescription)) {
+        const QString text =
+            request.GetValue(RequestField::portfolioExtensionDescription).toString();
+        QJsonObject extension;
+        if (!PortfolioExtension::parse(text, &extension)) {
+            *error = QStringLiteral("组合扩展描述不是有效的JSON对象：%1").arg(text);
+            return false;
+        }
+        portfolio.extension = PortfolioExtension::toText(extension);
+        portfolio.paramType = PortfolioExtension::paramType(extension);
+    }
+
+    const bool stored = alterType == kCreate
+                            ? m_store.createPortfolio(userId, &portfolio, error)
+                            : m_store.updatePortfolio(userId, portfolio, error);
+    if (!stored)
+        return false;
+    answer->AddVaule(RequestField::portfolioNo, portfolio.portfolioNo);
+    answer->AddVaule(RequestField::createTime, portfolio.createTime);
+    answer->AddVaule(RequestField::portParamType, portfolio.paramType);
+    outcome->notices.append({user, PORTFOLIO_NEW_OR_UPDATE, portfolio.portfolioNo});
+    return true;
+}
+
+bool BackendService::alterPortfolioDetail(quint64, const CUnPackMessageCommon &request,
+                                          CPackMessageCommon *answer, Outcome *outcome,
+                                          QString *error)
+{
+    const QString alterType = textField(request, RequestField::alterType);
+    QString portfolioNo;
+    PortfolioRef portfolio;
+    if (!checkAlterType(alterType, error)
+        || !requireText(request, RequestField::portfolioNo, QStringLiteral("组合编号"),
+                        &portfolioNo, error)
+        || !checkRowCount(request, error)
+        || !m_store.findPortfolio(portfolioNo, &portfolio, error))
+        return false;
+    if (portfolio.id < 0) {
+        *error = QStringLiteral("组合不存在：%1").arg(portfolioNo);
+        return false;
+    }
+    const QList<QVariantMap> &rows = request.rows();
+    for (int i = 0; i < rows.size(); ++i) {
+        PortfolioLine line;
+        if (!lineFromRow(rows.at(i), i + 1, &line, error))
+            return false;
+        const bool stored = alterType == kCreate ? m_store.addLine(portfolio.id, line, error)
+                                                 : m_store.replaceLine(portfolio.id, line, error);
+        if (!stored) {
+            *error = QStringLiteral("第%1行：%2").arg(i + 1).arg(*error);
+            return false;
+        }
+    }
+    answer->AddVaule(RequestField::portfolioNo, portfolioNo);
+    answer->AddVaule(RequestField::subGroupNumber, rows.size());
+    outcome->notices.append({portfolio.userName, PORTFOLIO_NEW_OR_UPDATE, portfolioNo});
+    return true;
+}
+
+bool BackendService::deletePortfolioDetail(quint64, const CUnPackMessageCommon &request,
+                                           CPackMessageCommon *answer, Outcome *outcome,
+                                           QString *error)
+{
+    QString portfolioNo;
+    PortfolioRef portfolio;
+    if (!requireText(request, RequestField::portfolioNo, QStringLiteral("组合编号"),
+                     &portfolioNo, error)
+        || !m_store.findPortfolio(portfolioNo, &portfolio, error))
+        return false;
+    if (portfolio.id < 0) {
+        *error = QStringLiteral("组合不存在：%1").arg(portfolioNo);
+        return false;
+    }
+    if (!m_store.clearLines(portfolio.id, error))
+        return false;
+    answer->AddVaule(RequestField::portfolioNo, portfolioNo);
+    outcome->notices.append({portfolio.userName, PORTFOLIO_NEW_OR_UPDATE, portfolioNo});
+    return true;
+}
+
+bool BackendService::deletePortfolio(quint64, const CUnPackMessageCommon &request,
+                                     CPackMessageCommon *answer, Outcome *outcome,
+                                     QString *error)
+{
+    QString user;
+    qint64 userId = -1;
+    if (!requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error)
+        || !checkRowCount(request, error) || !m_store.findUser(user, &userId, error))
+        return false;
+    if (request.GetRowCount() == 0) {
+        *error = QStringLiteral("未指定要删除的组合");
+        return false;
+    }
+    QStringList deleted;
+    for (const QVariantMap &row : request.rows()) {
+        const QString portfolioNo = row.value(RequestField::portfolioNo).toString().trimmed();
+        if (deleted.contains(portfolioNo))
+            continue;
+        PortfolioRef portfolio;
+        if (!m_store.findPortfolio(portfolioNo, &portfolio, error))
+            return false;
+        if (portfolio.id < 0 || portfolio.userId != userId) {
+            *error = QStringLiteral("组合不存在：%1").arg(portfolioNo);
+            return false;
+        }
+        if (!m_store.deletePortfolio(portfolio.id, error))
+            return false;
+        deleted.append(portfolioNo);
+    }
+    answer->AddVaule(RequestField::subGroupNumber, deleted.size());
+    for (const QString &portfolioNo : qAsConst(deleted)) {
+        answer->AddRow();
+        answer->AddRowVaule(RequestField::portfolioNo, portfolioNo);
+        outcome->notices.append({user, PORTFOLIO_DELETED, portfolioNo});
+    }
+    return true;
+}
+
+bool BackendService::queryPortfolio(quint64, const CUnPackMessageCommon &request,
+                                    CPackMessageCommon *answer, Outcome *, QString *error)
+{
+    QString user;
+    qint64 userId = -1;
+    QList<PortfolioRecord> portfolios;
+    if (!requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error)
+        || !m_store.findUser(user, &userId, error)
+        || (userId >= 0 && !m_store.portfolios(userId, &portfolios, error)))
+        return false;
+    answer->AddVaule(RequestField::subGroupNumber, portfolios.size());
+    for (const PortfolioRecord &portfolio : qAsConst(portfolios)) {
+        answer->AddRow();
+        answer->AddRowVaule(portfolioToMap(portfolio));
+    }
+    return true;
+}
+
+bool BackendService::queryStrategy(quint64, const CUnPackMessageCommon &request,
+                                   CPackMessageCommon *answer, Outcome *, QString *error)
+{
+    QString user;
+    qint64 userId = -1;
+    QList<StrategyRecord> strategies;
+    if (!requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error)
+        || !m_store.findUser(user, &userId, error)
+        || (userId >= 0 && !m_store.strategies(userId, &strategies, error)))
+        return false;
+    answer->AddVaule(RequestField::subGroupNumber, strategies.size());
+    for (const StrategyRecord &strategy : qAsConst(strategies)) {
+        answer->AddRow();
+        answer->AddRowVaule({{RequestField::strategyNo, strategy.strategyNo},
+                             {RequestField::strategyName, strategy.name},
+                             {RequestField::strategyType, strategy.type},
+                             {RequestField::StrategyManaStatus, strategy.manaStatus}});
+    }
+    return true;
+}
+
+bool BackendService::queryBatchState(quint64, const CUnPackMessageCommon &request,
+                                     CPackMessageCommon *answer, Outcome *, QString *error)
+{
+    QString portfolioNo;
+    PortfolioRef portfolio;
+    QString batchNo;
+    if (!requireText(request, RequestField::portfolioNo, QStringLiteral("组合编号"),
+                     &portfolioNo, error)
+        || !m_store.findPortfolio(portfolioNo, &portfolio, error))
+        return false;
+    if (portfolio.id < 0) {
+        *error = QStringLiteral("组合不存在：%1").arg(portfolioNo);
+        return false;
+    }
+    if (!m_store.unfinishedBatch(portfolio.id, &batchNo, error))
+        return false;
+    answer->AddVaule(RequestField::portfolioNo, portfolioNo);
+    answer->AddVaule(RequestField::batchFinished, batchNo.isEmpty());
+    if (!batchNo.isEmpty())
+        answer->AddVaule(RequestField::batchNo, batchNo);
+    return true;
+}

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "faultinjector.h"
+#include "sqlportfoliostore.h"
+
+#include <QHash>
+#include <QObject>
+#include <QString>
+
+class CMessageCommon;
+class CPackMessageCommon;
+class CUnPackMessageCommon;
+
+// The back end's portfolio service: answers the portfolio and strategy requests of the
+// connected clients from the portfolio store and tells the other clients of a user when
+// that user's portfolios change. Lives on its own thread; every request is handled there
+// as one database transaction.
+class BackendService : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Options
+    {
+        QString databasePath;
+        bool seedDemo = true;  // write the demo user and portfolios into an empty database
+    };
+
+    explicit BackendService(const Options &options, QObject *parent = nullptr);
+    ~BackendService() override;
+
+    // Opens the database, brings its schema up to date and, on the first start of an
+    // empty database, writes the demo data. Call on the service's thread.
+    bool open(QString *error);
+    void close();
+    bool isOpen() const { return m_store.isOpen(); }
+
+    // One line about the open database: schema version and row counts.
+    QString summary();
+
+    // Planned failures; any thread may plan them.
+    FaultInjector &faults() { return m_faults; }
+
+public slots:
+    // A frame from a client: the wire bytes of a request envelope.
+    void onClientFrame(quint64 clientId, const QByteArray &frame);
+    // The client is gone: it gets no more notifications.
+    void onClientDetached(quint64 clientId);
+
+signals:
+    void frameToClient(quint64 clientId, const QByteArray &frame);
+
+private:
+    // A change that the other clients of a user hear about.
+    struct Notice
+    {
+        QString userName;
+        int type = 0;
+        QString portfolioNo;
+    };
+
+    // What a successful request leaves behind besides its answer.
+    struct Outcome
+    {
+        QList<Notice> notices;
+        QString boundUser;  // set by a login
+    };
+
+    using Handler = bool (BackendService::*)(quint64 clientId,
+                                             const CUnPackMessageCommon &request,
+                                             CPackMessageCommon *answer, Outcome *outcome,
+                                             QString *error);
+    static const QHash<QString, Handler> &handlers();
+
+    void handle(quint64 clientId, const CMessageCommon &request);
+    void sendAnswer(quint64 clientId, const CMessageCommon &request, bool ok,
+                    const QString &reason, const CPackMessageCommon &result);
+    void notify(quint64 senderId, const Notice &notice);
+
+    bool login(quint64 clientId, const CUnPackMessageCommon &request,
+               CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool alterStrategy(quint64 clientId, const CUnPackMessageCommon &request,
+                       CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool alterPortfolio(quint64 clientId, const CUnPackMessageCommon &request,
+                        CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool alterPortfolioDetail(quint64 clientId, const CUnPackMessageCommon &request,
+                              CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool deletePortfolioDetail(quint64 clientId, const CUnPackMessageCommon &request,
+                               CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool deletePortfolio(quint64 clientId, const CUnPackMessageCommon &request,
+                         CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool queryPortfolio(quint64 clientId, const CUnPackMessageCommon &request,
+                        CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool queryStrategy(quint64 clientId, const CUnPackMessageCommon &request,
+                       CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool queryBatchState(quint64 clientId, const CUnPackMessageCommon &request,
+                         CPackMessageCommon *answer, Outcome *outcome, QString *error);
+
+    Options m_options;
+    SqlPortfolioStore m_store;
+    FaultInjector m_faults;
+    QHash<quint64, QString> m_userOfClient;  // clients that logged in
+};

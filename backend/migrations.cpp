@@ -1,0 +1,215 @@
+#include "migrations.h"
+
+#include "portfolioextension.h"
+
+#include <QDateTime>
+#include <QLoggingCategory>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStringList>
+#include <QVariant>
+#include <functional>
+#include <vector>
+
+Q_LOGGING_CATEGORY(lcMigrations, "tz.backend.migrations")
+
+namespace {
+
+struct Migration
+{
+    int version;
+    QString description;
+    QStringList statements;
+    // Data conversion that SQL alone cannot do, run after the statements.
+    std::function<bool(const QSqlDatabase &, QString *)> convert;
+};
+
+bool exec(const QSqlDatabase &db, const QString &sql, QString *error)
+{
+    QSqlQuery query(db);
+    if (query.exec(sql))
+        return true;
+    *error = QStringLiteral("数据库升级失败：%1（%2）").arg(query.lastError().text(), sql.simplified());
+    return false;
+}
+
+// Fills the parameter type of portfolios written before the column existed.
+bool backfillParamType(const QSqlDatabase &db, QString *error)
+{
+    QSqlQuery select(db);
+    if (!select.exec(QStringLiteral("SELECT id, extension FROM portfolios"))) {
+        *error = QStringLiteral("数据库升级失败：%1").arg(select.lastError().text());
+        return false;
+    }
+    QSqlQuery update(db);
+    update.prepare(QStringLiteral("UPDATE portfolios SET param_type = ? WHERE id = ?"));
+    while (select.next()) {
+        const int type = PortfolioExtension::paramTypeOfText(select.value(1).toString());
+        if (type == 0)
+            continue;
+        update.addBindValue(type);
+        update.addBindValue(select.value(0));
+        if (!update.exec()) {
+            *error = QStringLiteral("数据库升级失败：%1").arg(update.lastError().text());
+            return false;
+        }
+    }
+    return true;
+}
+
+const std::vector<Migration> &migrationList()
+{
+    static const std::vector<Migration> list = {
+        {1, QStringLiteral("users, strategy labels, portfolios and their lines"),
+         {QStringLiteral("CREATE TABLE users ("
+                         " id INTEGER PRIMARY KEY,"
+                         " user_name TEXT NOT NULL UNIQUE,"
+                         " created_at TEXT NOT NULL)"),
+          // Numbers handed out to clients; never reused, also after a delete.
+          QStringLiteral("CREATE TABLE number_sequences ("
+                         " name TEXT PRIMARY KEY,"
+                         " next_value BIGINT NOT NULL)"),
+          QStringLiteral("INSERT INTO number_sequences (name, next_value)"
+                         " VALUES ('strategy', 1001), ('portfolio', 100001)"),
+          QStringLiteral("CREATE TABLE strategies ("
+                         " id INTEGER PRIMARY KEY,"
+                         " strategy_no TEXT NOT NULL UNIQUE,"
+                         " user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
+                         " strategy_name TEXT NOT NULL,"
+                         " strategy_type TEXT NOT NULL DEFAULT '',"
+                         " mana_status TEXT NOT NULL DEFAULT '',"
+                         " UNIQUE (user_id, strategy_name))"),
+          // Deleted portfolios are removed, so the unique name only binds live ones.
+          QStringLiteral("CREATE TABLE portfolios ("
+                         " id INTEGER PRIMARY KEY,"
+                         " portfolio_no TEXT NOT NULL UNIQUE,"
+                         " user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
+                         " strategy_id INTEGER REFERENCES strategies(id) ON DELETE SET NULL,"
+                         " portfolio_name TEXT NOT NULL,"
+                         " default_basket_size BIGINT NOT NULL DEFAULT 0,"
+                         " extension TEXT NOT NULL DEFAULT '{}',"
+                         " created_at TEXT NOT NULL,"
+                         " UNIQUE (user_id, portfolio_name))"),
+          QStringLiteral("CREATE TABLE portfolio_lines ("
+                         " portfolio_id INTEGER NOT NULL"
+                         "  REFERENCES portfolios(id) ON DELETE CASCADE,"
+                         " line_no INTEGER NOT NULL,"
+                         " security_id TEXT NOT NULL,"
+                         " security_exchange TEXT NOT NULL,"
+                         " side TEXT NOT NULL DEFAULT '',"
+                         " trade_qty BIGINT NOT NULL DEFAULT 0,"
+                         " position_weight DOUBLE PRECISION NOT NULL DEFAULT 0,"
+                         " entrust_type TEXT NOT NULL DEFAULT '',"
+                         " batch_entrust_prop TEXT NOT NULL DEFAULT '',"
+                         " customer_price DOUBLE PRECISION NOT NULL DEFAULT 0,"
+                         " limit_price DOUBLE PRECISION NOT NULL DEFAULT 0,"
+                         " PRIMARY KEY (portfolio_id, security_id, security_exchange))")},
+         {}},
+        {2, QStringLiteral("order batches; parameter type and display order of portfolios"),
+         {QStringLiteral("ALTER TABLE portfolios"
+                         " ADD COLUMN param_type INTEGER NOT NULL DEFAULT 0"),
+          QStringLiteral("ALTER TABLE portfolios"
+                         " ADD COLUMN sort_order BIGINT NOT NULL DEFAULT 0"),
+          QStringLiteral("UPDATE portfolios SET sort_order = id"),
+          QStringLiteral("CREATE TABLE order_batches ("
+                         " id INTEGER PRIMARY KEY,"
+                         " batch_no TEXT NOT NULL UNIQUE,"
+                         " portfolio_id INTEGER NOT NULL"
+                         "  REFERENCES portfolios(id) ON DELETE CASCADE,"
+                         " state TEXT NOT NULL CHECK (state IN"
+                         "  ('pending', 'working', 'finished', 'cancelled', 'rejected')),"
+                         " created_at TEXT NOT NULL)"),
+          QStringLiteral("CREATE INDEX order_batches_by_portfolio"
+                         " ON order_batches (portfolio_id, state)"),
+          QStringLiteral("INSERT INTO number_sequences (name, next_value) VALUES ('batch', 1)")},
+         backfillParamType},
+    };
+    return list;
+}
+
+bool applyOne(const QSqlDatabase &db, const Migration &migration, QString *error)
+{
+    QSqlDatabase handle = db;
+    if (!handle.transaction()) {
+        *error = QStringLiteral("数据库升级无法开始事务：%1").arg(handle.lastError().text());
+        return false;
+    }
+    bool ok = true;
+    for (const QString &sql : migration.statements) {
+        ok = exec(db, sql, error);
+        if (!ok)
+            break;
+    }
+    if (ok && migration.convert)
+        ok = migration.convert(db, error);
+    if (ok) {
+        QSqlQuery record(db);
+        record.prepare(QStringLiteral(
+            "INSERT INTO schema_version (version, description, applied_at) VALUES (?, ?, ?)"));
+        record.addBindValue(migration.version);
+        record.addBindValue(migration.description);
+        record.addBindValue(QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs));
+        ok = record.exec();
+        if (!ok)
+            *error = QStringLiteral("数据库升级失败：%1").arg(record.lastError().text());
+    }
+    if (ok && !handle.commit()) {
+        ok = false;
+        *error = QStringLiteral("数据库升级无法提交：%1").arg(handle.lastError().text());
+    }
+    if (!ok) {
+        handle.rollback();
+        return false;
+    }
+    qCInfo(lcMigrations).noquote()
+        << "schema version" << migration.version << "applied:" << migration.description;
+    return true;
+}
+
+} // namespace
+
+int Migrations::latestVersion()
+{
+    return migrationList().back().version;
+}
+
+int Migrations::currentVersion(const QSqlDatabase &db, QString *error)
+{
+    if (!db.tables().contains(QStringLiteral("schema_version")))
+        return 0;
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("SELECT MAX(version) FROM schema_version")) || !query.next()) {
+        *error = QStringLiteral("无法读取数据库版本：%1").arg(query.lastError().text());
+        return -1;
+    }
+    return query.value(0).toInt();
+}
+
+bool Migrations::apply(const QSqlDatabase &db, QString *error, int targetVersion)
+{
+    const int target = targetVersion < 0 ? latestVersion() : targetVersion;
+    if (!exec(db,
+              QStringLiteral("CREATE TABLE IF NOT EXISTS schema_version ("
+                             " version INTEGER PRIMARY KEY,"
+                             " description TEXT NOT NULL,"
+                             " applied_at TEXT NOT NULL)"),
+              error))
+        return false;
+    const int current = currentVersion(db, error);
+    if (current < 0)
+        return false;
+    if (current > latestVersion()) {
+        *error = QStringLiteral("数据库版本%1高于本程序支持的版本%2")
+                     .arg(current)
+                     .arg(latestVersion());
+        return false;
+    }
+    for (const Migration &migration : migrationList()) {
+        if (migration.version <= current || migration.version > target)
+            continue;
+        if (!applyOne(db, migration, error))
+            return false;
+    }
+    return true;
+}

@@ -1,0 +1,555 @@
+#include "sqlportfoliostore.h"
+
+#include "migrations.h"
+
+#include <QLoggingCategory>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStringList>
+#include <QVariant>
+
+Q_LOGGING_CATEGORY(lcStore, "tz.backend.store")
+
+namespace {
+
+const QStringList kCountedTables = {
+    QStringLiteral("users"), QStringLiteral("strategies"), QStringLiteral("portfolios"),
+    QStringLiteral("portfolio_lines"), QStringLiteral("order_batches")};
+
+// SQLite reports a unique or primary key conflict as 19 (2067 and 1555 extended),
+// PostgreSQL as SQLSTATE 23505.
+bool isUniqueViolation(const QSqlError &error)
+{
+    static const QStringList codes = {QStringLiteral("19"), QStringLiteral("2067"),
+                                      QStringLiteral("1555"), QStringLiteral("23505")};
+    return codes.contains(error.nativeErrorCode())
+           || error.databaseText().contains(QLatin1String("UNIQUE"), Qt::CaseInsensitive);
+}
+
+// A text for a NOT NULL column: a null QString would be bound as SQL NULL.
+QVariant notNullText(const QString &value)
+{
+    return value.isNull() ? QVariant(QLatin1String("")) : QVariant(value);
+}
+
+bool run(QSqlQuery &query, QString *error)
+{
+    if (query.exec())
+        return true;
+    *error = QStringLiteral("数据库错误：%1").arg(query.lastError().text());
+    qCWarning(lcStore).noquote() << *error << query.lastQuery().simplified();
+    return false;
+}
+
+QString nowText()
+{
+    return QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+}
+
+QDateTime timeFromText(const QString &text)
+{
+    return QDateTime::fromString(text, Qt::ISODateWithMs);
+}
+
+void bindLine(QSqlQuery &query, const PortfolioLine &line)
+{
+    query.addBindValue(notNullText(line.side));
+    query.addBindValue(line.tradeQty);
+    query.addBindValue(line.positionWeight);
+    query.addBindValue(notNullText(line.entrustType));
+    query.addBindValue(notNullText(line.entrustProp));
+    query.addBindValue(line.customerPrice);
+    query.addBindValue(line.limitPrice);
+}
+
+PortfolioLine lineFromQuery(const QSqlQuery &query, int first)
+{
+    PortfolioLine line;
+    line.securityId = query.value(first).toString();
+    line.exchange = query.value(first + 1).toString();
+    line.side = query.value(first + 2).toString();
+    line.tradeQty = query.value(first + 3).toLongLong();
+    line.positionWeight = query.value(first + 4).toDouble();
+    line.entrustType = query.value(first + 5).toString();
+    line.entrustProp = query.value(first + 6).toString();
+    line.customerPrice = query.value(first + 7).toDouble();
+    line.limitPrice = query.value(first + 8).toDouble();
+    return line;
+}
+
+const QString kLineColumns = QStringLiteral(
+    "security_id, security_exchange, side, trade_qty, position_weight, entrust_type,"
+    " batch_entrust_prop, customer_price, limit_price");
+
+const QString kPortfolioColumns = QStringLiteral(
+    "p.portfolio_no, p.portfolio_name, s.strategy_no, s.strategy_name,"
+    " p.default_basket_size, p.extension, p.param_type, p.created_at");
+
+PortfolioRecord portfolioFromQuery(const QSqlQuery &query, int first)
+{
+    PortfolioRecord record;
+    record.portfolioNo = query.value(first).toString();
+    record.name = query.value(first + 1).toString();
+    record.strategyNo = query.value(first + 2).toString();
+    record.strategyName = query.value(first + 3).toString();
+    record.defaultBasketSize = query.value(first + 4).toLongLong();
+    record.extension = query.value(first + 5).toString();
+    record.paramType = query.value(first + 6).toInt();
+    record.createTime = timeFromText(query.value(first + 7).toString());
+    return record;
+}
+
+} // namespace
+
+SqlPortfolioStore::SqlPortfolioStore(const QString &connectionName)
+    : m_connectionName(connectionName)
+{
+}
+
+SqlPortfolioStore::~SqlPortfolioStore()
+{
+    close();
+}
+
+bool SqlPortfolioStore::open(const QString &path, QString *error)
+{
+    close();
+    m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+    m_db.setDatabaseName(path);
+    m_db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+    if (!m_db.open()) {
+        *error = QStringLiteral("无法打开数据库%1：%2").arg(path, m_db.lastError().text());
+        close();
+        return false;
+    }
+    const QStringList pragmas = {QStringLiteral("PRAGMA journal_mode=WAL"),
+                                 QStringLiteral("PRAGMA foreign_keys=ON"),
+                                 QStringLiteral("PRAGMA synchronous=NORMAL")};
+    for (const QString &pragma : pragmas) {
+        QSqlQuery query(m_db);
+        if (!query.exec(pragma)) {
+            *error = QStringLiteral("无法设置数据库%1：%2").arg(path, query.lastError().text());
+            close();
+            return false;
+        }
+    }
+    if (!Migrations::apply(m_db, error)) {
+        close();
+        return false;
+    }
+    return true;
+}
+
+void SqlPortfolioStore::close()
+{
+    if (!m_db.isValid())
+        return;
+    m_db.close();
+    m_db = QSqlDatabase();
+    QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+bool SqlPortfolioStore::begin(QString *error)
+{
+    if (m_db.transaction())
+        return true;
+    *error = QStringLiteral("数据库无法开始事务：%1").arg(m_db.lastError().text());
+    return false;
+}
+
+bool SqlPortfolioStore::commit(QString *error)
+{
+    if (m_db.commit())
+        return true;
+    *error = QStringLiteral("数据库无法提交：%1").arg(m_db.lastError().text());
+    m_db.rollback();
+    return false;
+}
+
+void SqlPortfolioStore::rollback()
+{
+    if (!m_db.rollback())
+        qCWarning(lcStore).noquote() << "rollback failed:" << m_db.lastError().text();
+}
+
+bool SqlPortfolioStore::countRows(const QString &table, qint64 *count, QString *error)
+{
+    if (!kCountedTables.contains(table)) {
+        *error = QStringLiteral("未知的数据表：%1").arg(table);
+        return false;
+    }
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("SELECT COUNT(*) FROM %1").arg(table));
+    if (!run(query, error))
+        return false;
+    *count = query.next() ? query.value(0).toLongLong() : 0;
+    return true;
+}
+
+bool SqlPortfolioStore::nextNumber(const QString &sequence, qint64 *value, QString *error)
+{
+    QSqlQuery select(m_db);
+    select.prepare(QStringLiteral("SELECT next_value FROM number_sequences WHERE name = ?"));
+    select.addBindValue(sequence);
+    if (!run(select, error))
+        return false;
+    if (!select.next()) {
+        *error = QStringLiteral("数据库缺少编号序列：%1").arg(sequence);
+        return false;
+    }
+    *value = select.value(0).toLongLong();
+    QSqlQuery update(m_db);
+    update.prepare(QStringLiteral(
+        "UPDATE number_sequences SET next_value = next_value + 1 WHERE name = ?"));
+    update.addBindValue(sequence);
+    return run(update, error);
+}
+
+bool SqlPortfolioStore::findUser(const QString &userName, qint64 *id, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("SELECT id FROM users WHERE user_name = ?"));
+    query.addBindValue(userName);
+    if (!run(query, error))
+        return false;
+    *id = query.next() ? query.value(0).toLongLong() : -1;
+    return true;
+}
+
+bool SqlPortfolioStore::ensureUser(const QString &userName, qint64 *id, QString *error)
+{
+    if (!findUser(userName, id, error))
+        return false;
+    if (*id >= 0)
+        return true;
+    QSqlQuery insert(m_db);
+    insert.prepare(QStringLiteral("INSERT INTO users (user_name, created_at) VALUES (?, ?)"));
+    insert.addBindValue(userName);
+    insert.addBindValue(nowText());
+    return run(insert, error) && findUser(userName, id, error);
+}
+
+bool SqlPortfolioStore::createStrategy(qint64 userId, StrategyRecord *strategy,
+                                       QString *error)
+{
+    qint64 number = 0;
+    if (!nextNumber(QStringLiteral("strategy"), &number, error))
+        return false;
+    QSqlQuery insert(m_db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO strategies (strategy_no, user_id, strategy_name, strategy_type,"
+        " mana_status) VALUES (?, ?, ?, ?, ?)"));
+    insert.addBindValue(QString::number(number));
+    insert.addBindValue(userId);
+    insert.addBindValue(strategy->name);
+    insert.addBindValue(notNullText(strategy->type));
+    insert.addBindValue(notNullText(strategy->manaStatus));
+    if (!insert.exec()) {
+        if (isUniqueViolation(insert.lastError()))
+            *error = QStringLiteral("策略名称已存在：%1").arg(strategy->name);
+        else
+            *error = QStringLiteral("数据库错误：%1").arg(insert.lastError().text());
+        return false;
+    }
+    strategy->strategyNo = QString::number(number);
+    return true;
+}
+
+bool SqlPortfolioStore::updateStrategy(qint64 userId, const StrategyRecord &strategy,
+                                       QString *error)
+{
+    QSqlQuery update(m_db);
+    update.prepare(QStringLiteral(
+        "UPDATE strategies SET strategy_name = ?, strategy_type = COALESCE(?, strategy_type),"
+        " mana_status = COALESCE(?, mana_status) WHERE user_id = ? AND strategy_no = ?"));
+    const auto orNull = [](const QString &text) {
+        return text.isNull() ? QVariant(QVariant::String) : QVariant(text);
+    };
+    update.addBindValue(strategy.name);
+    update.addBindValue(orNull(strategy.type));
+    update.addBindValue(orNull(strategy.manaStatus));
+    update.addBindValue(userId);
+    update.addBindValue(strategy.strategyNo);
+    if (!update.exec()) {
+        if (isUniqueViolation(update.lastError()))
+            *error = QStringLiteral("策略名称已存在：%1").arg(strategy.name);
+        else
+            *error = QStringLiteral("数据库错误：%1").arg(update.lastError().text());
+        return false;
+    }
+    if (update.numRowsAffected() == 0) {
+        *error = QStringLiteral("策略不存在：%1").arg(strategy.strategyNo);
+        return false;
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::strategies(qint64 userId, QList<StrategyRecord> *out, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral(
+        "SELECT strategy_no, strategy_name, strategy_type, mana_status FROM strategies"
+        " WHERE user_id = ? ORDER BY id"));
+    query.addBindValue(userId);
+    if (!run(query, error))
+        return false;
+    out->clear();
+    while (query.next()) {
+        out->append({query.value(0).toString(), query.value(1).toString(),
+                     query.value(2).toString(), query.value(3).toString()});
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::resolveStrategy(qint64 userId, const QString &strategyNo,
+                                        QVariant *strategyId, QString *error)
+{
+    if (strategyNo.isEmpty()) {
+        *strategyId = QVariant(QVariant::LongLong);
+        return true;
+    }
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral(
+        "SELECT id FROM strategies WHERE user_id = ? AND strategy_no = ?"));
+    query.addBindValue(userId);
+    query.addBindValue(strategyNo);
+    if (!run(query, error))
+        return false;
+    if (!query.next()) {
+        *error = QStringLiteral("策略不存在：%1").arg(strategyNo);
+        return false;
+    }
+    *strategyId = query.value(0);
+    return true;
+}
+
+bool SqlPortfolioStore::createPortfolio(qint64 userId, PortfolioRecord *portfolio,
+                                        QString *error)
+{
+    QVariant strategyId;
+    if (!resolveStrategy(userId, portfolio->strategyNo, &strategyId, error))
+        return false;
+    qint64 number = 0;
+    if (!nextNumber(QStringLiteral("portfolio"), &number, error))
+        return false;
+    const QString created = nowText();
+    QSqlQuery insert(m_db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO portfolios (portfolio_no, user_id, strategy_id, portfolio_name,"
+        " default_basket_size, extension, param_type, created_at, sort_order)"
+        " SELECT ?, ?, ?, ?, ?, ?, ?, ?, COALESCE(MAX(sort_order), 0) + 1"
+        " FROM portfolios WHERE user_id = ?"));
+    insert.addBindValue(QString::number(number));
+    insert.addBindValue(userId);
+    insert.addBindValue(strategyId);
+    insert.addBindValue(portfolio->name);
+    insert.addBindValue(portfolio->defaultBasketSize);
+    insert.addBindValue(notNullText(portfolio->extension));
+    insert.addBindValue(portfolio->paramType);
+    insert.addBindValue(created);
+    insert.addBindValue(userId);
+    if (!insert.exec()) {
+        if (isUniqueViolation(insert.lastError()))
+            *error = QStringLiteral("组合名称已存在：%1").arg(portfolio->name);
+        else
+            *error = QStringLiteral("数据库错误：%1").arg(insert.lastError().text());
+        return false;
+    }
+    portfolio->portfolioNo = QString::number(number);
+    portfolio->createTime = timeFromText(created);
+    return true;
+}
+
+bool SqlPortfolioStore::updatePortfolio(qint64 userId, const PortfolioRecord &portfolio,
+                                        QString *error)
+{
+    QVariant strategyId;
+    if (!resolveStrategy(userId, portfolio.strategyNo, &strategyId, error))
+        return false;
+    QSqlQuery update(m_db);
+    update.prepare(QStringLiteral(
+        "UPDATE portfolios SET portfolio_name = ?, strategy_id = ?, default_basket_size = ?,"
+        " extension = ?, param_type = ? WHERE user_id = ? AND portfolio_no = ?"));
+    update.addBindValue(portfolio.name);
+    update.addBindValue(strategyId);
+    update.addBindValue(portfolio.defaultBasketSize);
+    update.addBindValue(notNullText(portfolio.extension));
+    update.addBindValue(portfolio.paramType);
+    update.addBindValue(userId);
+    update.addBindValue(portfolio.portfolioNo);
+    if (!update.exec()) {
+        if (isUniqueViolation(update.lastError()))
+            *error = QStringLiteral("组合名称已存在：%1").arg(portfolio.name);
+        else
+            *error = QStringLiteral("数据库错误：%1").arg(update.lastError().text());
+        return false;
+    }
+    if (update.numRowsAffected() == 0) {
+        *error = QStringLiteral("组合不存在：%1").arg(portfolio.portfolioNo);
+        return false;
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::loadPortfolio(qint64 userId, const QString &portfolioNo,
+                                      PortfolioRecord *out, bool *found, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("SELECT %1 FROM portfolios p"
+                                 " LEFT JOIN strategies s ON s.id = p.strategy_id"
+                                 " WHERE p.user_id = ? AND p.portfolio_no = ?")
+                      .arg(kPortfolioColumns));
+    query.addBindValue(userId);
+    query.addBindValue(portfolioNo);
+    if (!run(query, error))
+        return false;
+    *found = query.next();
+    if (*found)
+        *out = portfolioFromQuery(query, 0);
+    return true;
+}
+
+bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *ref,
+                                      QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("SELECT p.id, p.user_id, u.user_name FROM portfolios p"
+                                 " JOIN users u ON u.id = p.user_id WHERE p.portfolio_no = ?"));
+    query.addBindValue(portfolioNo);
+    if (!run(query, error))
+        return false;
+    *ref = PortfolioRef();
+    if (query.next()) {
+        ref->id = query.value(0).toLongLong();
+        ref->userId = query.value(1).toLongLong();
+        ref->userName = query.value(2).toString();
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::deletePortfolio(qint64 portfolioId, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("DELETE FROM portfolios WHERE id = ?"));
+    query.addBindValue(portfolioId);
+    return run(query, error);
+}
+
+bool SqlPortfolioStore::portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral("SELECT p.id, %1 FROM portfolios p"
+                                 " LEFT JOIN strategies s ON s.id = p.strategy_id"
+                                 " WHERE p.user_id = ? ORDER BY p.sort_order, p.id")
+                      .arg(kPortfolioColumns));
+    query.addBindValue(userId);
+    if (!run(query, error))
+        return false;
+    out->clear();
+    QHash<qint64, int> indexById;
+    while (query.next()) {
+        indexById.insert(query.value(0).toLongLong(), out->size());
+        out->append(portfolioFromQuery(query, 1));
+    }
+
+    QSqlQuery lines(m_db);
+    lines.setForwardOnly(true);
+    lines.prepare(QStringLiteral("SELECT l.portfolio_id, %1 FROM portfolio_lines l"
+                                 " JOIN portfolios p ON p.id = l.portfolio_id"
+                                 " WHERE p.user_id = ? ORDER BY l.portfolio_id, l.line_no")
+                      .arg(kLineColumns));
+    lines.addBindValue(userId);
+    if (!run(lines, error))
+        return false;
+    while (lines.next()) {
+        const auto it = indexById.constFind(lines.value(0).toLongLong());
+        if (it != indexById.cend())
+            (*out)[*it].lines.append(lineFromQuery(lines, 1));
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::addLine(qint64 portfolioId, const PortfolioLine &line, QString *error)
+{
+    QSqlQuery insert(m_db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO portfolio_lines (portfolio_id, line_no, %1)"
+        " SELECT ?, COALESCE(MAX(line_no), 0) + 1, ?, ?, ?, ?, ?, ?, ?, ?, ?"
+        " FROM portfolio_lines WHERE portfolio_id = ?")
+                       .arg(kLineColumns));
+    insert.addBindValue(portfolioId);
+    insert.addBindValue(line.securityId);
+    insert.addBindValue(line.exchange);
+    bindLine(insert, line);
+    insert.addBindValue(portfolioId);
+    if (!insert.exec()) {
+        if (isUniqueViolation(insert.lastError()))
+            *error = QStringLiteral("组合中已有证券：%1（%2）").arg(line.securityId, line.exchange);
+        else
+            *error = QStringLiteral("数据库错误：%1").arg(insert.lastError().text());
+        return false;
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::replaceLine(qint64 portfolioId, const PortfolioLine &line,
+                                    QString *error)
+{
+    QSqlQuery update(m_db);
+    update.prepare(QStringLiteral(
+        "UPDATE portfolio_lines SET side = ?, trade_qty = ?, position_weight = ?,"
+        " entrust_type = ?, batch_entrust_prop = ?, customer_price = ?, limit_price = ?"
+        " WHERE portfolio_id = ? AND security_id = ? AND security_exchange = ?"));
+    bindLine(update, line);
+    update.addBindValue(portfolioId);
+    update.addBindValue(line.securityId);
+    update.addBindValue(line.exchange);
+    if (!run(update, error))
+        return false;
+    return update.numRowsAffected() > 0 || addLine(portfolioId, line, error);
+}
+
+bool SqlPortfolioStore::clearLines(qint64 portfolioId, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("DELETE FROM portfolio_lines WHERE portfolio_id = ?"));
+    query.addBindValue(portfolioId);
+    return run(query, error);
+}
+
+bool SqlPortfolioStore::addOrderBatch(qint64 portfolioId, const QString &state,
+                                      QString *batchNo, QString *error)
+{
+    qint64 number = 0;
+    if (!nextNumber(QStringLiteral("batch"), &number, error))
+        return false;
+    const QString no = QStringLiteral("B%1").arg(number, 8, 10, QLatin1Char('0'));
+    QSqlQuery insert(m_db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO order_batches (batch_no, portfolio_id, state, created_at)"
+        " VALUES (?, ?, ?, ?)"));
+    insert.addBindValue(no);
+    insert.addBindValue(portfolioId);
+    insert.addBindValue(state);
+    insert.addBindValue(nowText());
+    if (!run(insert, error))
+        return false;
+    if (batchNo)
+        *batchNo = no;
+    return true;
+}
+
+bool SqlPortfolioStore::unfinishedBatch(qint64 portfolioId, QString *batchNo, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral(
+        "SELECT batch_no FROM order_batches"
+        " WHERE portfolio_id = ? AND state IN ('pending', 'working') ORDER BY id"));
+    query.addBindValue(portfolioId);
+    if (!run(query, error))
+        return false;
+    *batchNo = query.next() ? query.value(0).toString() : QString();
+    return true;
+}

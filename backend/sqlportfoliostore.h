@@ -1,0 +1,81 @@
+#pragma once
+
+#include "portfoliorecords.h"
+
+#include <QList>
+#include <QSqlDatabase>
+#include <QString>
+#include <QVariant>
+
+// Every statement of the portfolio store. One instance owns one database connection and
+// must be used on the thread that opened it. Methods return false with a reason in
+// *error; the caller brackets the calls of one request with begin() and commit() or
+// rollback(). The SQL sticks to what SQLite and PostgreSQL both understand.
+class SqlPortfolioStore
+{
+public:
+    explicit SqlPortfolioStore(const QString &connectionName);
+    ~SqlPortfolioStore();
+    SqlPortfolioStore(const SqlPortfolioStore &) = delete;
+    SqlPortfolioStore &operator=(const SqlPortfolioStore &) = delete;
+
+    // Opens (creating when missing) the SQLite file in WAL mode with foreign keys
+    // enforced, and brings its schema to the latest version.
+    bool open(const QString &path, QString *error);
+    void close();
+    bool isOpen() const { return m_db.isOpen(); }
+    QSqlDatabase database() const { return m_db; }
+
+    bool begin(QString *error);
+    bool commit(QString *error);
+    void rollback();
+
+    // Rows in one of the store's tables (users, strategies, portfolios, portfolio_lines,
+    // order_batches).
+    bool countRows(const QString &table, qint64 *count, QString *error);
+
+    // *id is -1 when the user is unknown.
+    bool findUser(const QString &userName, qint64 *id, QString *error);
+    bool ensureUser(const QString &userName, qint64 *id, QString *error);
+
+    // Assigns strategy->strategyNo.
+    bool createStrategy(qint64 userId, StrategyRecord *strategy, QString *error);
+    // Renames a label; a null type or status keeps the stored one.
+    bool updateStrategy(qint64 userId, const StrategyRecord &strategy, QString *error);
+    bool strategies(qint64 userId, QList<StrategyRecord> *out, QString *error);
+
+    // Assigns portfolio->portfolioNo and portfolio->createTime. Lines are not written.
+    bool createPortfolio(qint64 userId, PortfolioRecord *portfolio, QString *error);
+    // Rewrites name, strategy, default basket size and extension of a portfolio.
+    bool updatePortfolio(qint64 userId, const PortfolioRecord &portfolio, QString *error);
+    // *found is false when the user has no portfolio of that number. Lines not loaded.
+    bool loadPortfolio(qint64 userId, const QString &portfolioNo, PortfolioRecord *out,
+                       bool *found, QString *error);
+    // ref->id is -1 when no portfolio has that number.
+    bool findPortfolio(const QString &portfolioNo, PortfolioRef *ref, QString *error);
+    // Removes a portfolio with its lines and order batches.
+    bool deletePortfolio(qint64 portfolioId, QString *error);
+    // The user's portfolios with their lines, in display order.
+    bool portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error);
+
+    // Appends a line after the portfolio's last one; refused when the portfolio already
+    // holds that security on that market.
+    bool addLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
+    // Overwrites the line of the same security and market in place, or appends it.
+    bool replaceLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
+    bool clearLines(qint64 portfolioId, QString *error);
+
+    // Order batches: state is one of pending, working, finished, cancelled, rejected.
+    bool addOrderBatch(qint64 portfolioId, const QString &state, QString *batchNo,
+                       QString *error);
+    // *batchNo is the oldest batch still pending or working; empty when there is none.
+    bool unfinishedBatch(qint64 portfolioId, QString *batchNo, QString *error);
+
+private:
+    bool nextNumber(const QString &sequence, qint64 *value, QString *error);
+    bool resolveStrategy(qint64 userId, const QString &strategyNo, QVariant *strategyId,
+                         QString *error);
+
+    QString m_connectionName;
+    QSqlDatabase m_db;
+};

@@ -1,0 +1,762 @@
+#include "cmessagecommon.h"
+#include "cpackmessagecommon.h"
+#include "cunpackmessagecommon.h"
+#include "embeddedbackend.h"
+#include "exchange.h"
+#include "fieldkeys.h"
+#include "migrations.h"
+#include "msgtypes.h"
+#include "securitycatalog.h"
+#include "tzcore.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <memory>
+
+namespace {
+
+// What came back for one request.
+struct Reply
+{
+    bool answered = false;
+    CMessageCommon message;
+    CUnPackMessageCommon body;
+
+    bool ok() const
+    {
+        return answered
+               && body.GetValue(RequestField::requestExeStatus) == RequestExeStatus::success;
+    }
+    QString text() const { return body.GetValue(RequestField::textDescription).toString(); }
+    QString value(const QString &key) const { return body.GetValue(key).toString(); }
+};
+
+QVariantMap line(const QString &code, const QString &exchange, qint64 qty)
+{
+    return {{RequestField::securityID, code},
+            {RequestField::securityExchange, exchange},
+            {RequestField::side, OrderSide::buy},
+            {RequestField::tradeQty, qty},
+            {RequestField::positionWeight, 0.0},
+            {RequestField::entrustType, EntrustType::NewOrder},
+            {RequestField::batchEntrustProp, EntrustProp::trading},
+            {RequestField::customerPrice, 0.0},
+            {RequestField::limitPrice, 0.0}};
+}
+
+QString rowsText(const QList<QVariantMap> &rows, const QString &key)
+{
+    QStringList values;
+    for (const QVariantMap &row : rows)
+        values.append(row.value(key).toString());
+    return values.join(QLatin1Char(','));
+}
+
+} // namespace
+
+// A client of the back end as the transport would present it: frames go in through
+// onClientFrame, answers and notifications come back through frameToClient.
+class TestClient : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TestClient(EmbeddedBackend &backend)
+        : m_id(backend.newClientId())
+    {
+        connect(this, &TestClient::frameOut, backend.service(), &BackendService::onClientFrame);
+        connect(backend.service(), &BackendService::frameToClient, this, &TestClient::onFrame);
+    }
+
+    quint64 id() const { return m_id; }
+    QList<CMessageCommon> events;
+
+    quint64 send(const QString &type, const CPackMessageCommon &body)
+    {
+        CMessageCommon message;
+        message.setKind(CMessageCommon::Request);
+        message.setRequestId(++m_lastRequestId);
+        message.SetSrcid(QStringLiteral("client"));
+        message.SetType(type);
+        message.SetMsg(body.GetPackedMsg());
+        emit frameOut(m_id, message.toWire());
+        return m_lastRequestId;
+    }
+    void sendRaw(const QByteArray &frame) { emit frameOut(m_id, frame); }
+
+    Reply wait(quint64 requestId, int timeoutMs = 5000)
+    {
+        QSignalSpy spy(this, &TestClient::received);
+        QElapsedTimer clock;
+        clock.start();
+        while (!m_answers.contains(requestId) && clock.elapsed() < timeoutMs)
+            spy.wait(int(qMax<qint64>(1, timeoutMs - clock.elapsed())));
+        Reply reply;
+        if (m_answers.contains(requestId)) {
+            reply.answered = true;
+            reply.message = m_answers.take(requestId);
+            reply.body.SetUnPackMsg(reply.message.GetMsg());
+        }
+        return reply;
+    }
+    Reply request(const QString &type, const CPackMessageCommon &body, int timeoutMs = 5000)
+    {
+        return wait(send(type, body), timeoutMs);
+    }
+    bool hasAnswer(quint64 requestId) const { return m_answers.contains(requestId); }
+
+    // A round trip: every frame the service sent this client before is in by now.
+    void sync()
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::userID, QStringLiteral("nobody"));
+        request(MsgType::queryStrategyRequest, body);
+    }
+
+    Reply login(const QString &user)
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::userID, user);
+        return request(MsgType::loginRequest, body);
+    }
+    Reply createPortfolio(const QString &user, const QString &name,
+                          const QString &extension = QStringLiteral("{}"),
+                          const QString &strategyNo = QString())
+    {
+        return request(MsgType::alterPortfolioRequest,
+                       portfolioBody(QStringLiteral("c"), user, QString(), name, extension,
+                                     strategyNo));
+    }
+    static CPackMessageCommon portfolioBody(const QString &alterType, const QString &user,
+                                            const QString &portfolioNo, const QString &name,
+                                            const QString &extension,
+                                            const QString &strategyNo = QString())
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::alterType, alterType);
+        body.AddVaule(RequestField::userID, user);
+        body.AddVaule(RequestField::strategyNo, strategyNo);
+        body.AddVaule(RequestField::portfolioNo, portfolioNo);
+        body.AddVaule(RequestField::portfolioName, name);
+        body.AddVaule(RequestField::defaultBasketSize, 2);
+        body.AddVaule(RequestField::msgType, MsgType::alterPortfolioRequest);
+        body.AddVaule(RequestField::portfolioExtensionDescription, extension);
+        return body;
+    }
+    Reply alterDetails(const QString &alterType, const QString &portfolioNo,
+                       const QList<QVariantMap> &rows, int declared = -1)
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::alterType, alterType);
+        body.AddVaule(RequestField::portfolioNo, portfolioNo);
+        body.AddVaule(RequestField::subGroupNumber, declared < 0 ? rows.size() : declared);
+        for (const QVariantMap &row : rows) {
+            body.AddRow();
+            body.AddRowVaule(row);
+        }
+        return request(MsgType::alterPortfolioDetailRequest, body);
+    }
+    Reply deletePortfolios(const QString &user, const QStringList &numbers)
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::userID, user);
+        body.AddVaule(RequestField::subGroupNumber, numbers.size());
+        for (const QString &number : numbers) {
+            body.AddRow();
+            body.AddRowVaule(RequestField::portfolioNo, number);
+        }
+        return request(MsgType::deletePortfolioRequest, body);
+    }
+    QList<QVariantMap> portfolios(const QString &user)
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::userID, user);
+        const Reply reply = request(MsgType::queryPortfolioRequest, body);
+        return reply.ok() ? reply.body.rows() : QList<QVariantMap>();
+    }
+    Reply batchState(const QString &portfolioNo)
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::portfolioNo, portfolioNo);
+        return request(MsgType::queryBatchStateRequest, body);
+    }
+
+signals:
+    void frameOut(quint64 clientId, const QByteArray &frame);
+    void received();
+
+private:
+    void onFrame(quint64 clientId, const QByteArray &frame)
+    {
+        if (clientId != m_id)
+            return;
+        CMessageCommon message;
+        QVERIFY(message.fromWire(frame));
+        QCOMPARE(message.GetSrcid(), QStringLiteral("backend"));
+        if (message.kind() == CMessageCommon::Answer)
+            m_answers.insert(message.requestId(), message);
+        else
+            events.append(message);
+        emit received();
+    }
+
+    quint64 m_id;
+    quint64 m_lastRequestId = 0;
+    QHash<quint64, CMessageCommon> m_answers;
+};
+
+class TestBackend : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR)); }
+    void init();
+    void cleanup();
+
+    void seedHoldsFivePortfoliosOfRealSecurities();
+    void portfoliosNumberedAndListedInCreationOrder();
+    void portfolioNameRules_data();
+    void portfolioNameRules();
+    void duplicateNamesRefused();
+    void racingClientsCreateOneName();
+    void failedRequestLeavesNothing();
+    void detailLinesCreateReplaceAndClear();
+    void otherClientsOfUserAreNotified();
+    void faultsFailDelayAndDrop();
+    void unknownAndUndecodableFrames();
+    void upgradesVersionOneFile();
+    void refusesNewerDatabase();
+
+private:
+    bool start(bool seed = false);
+    qint64 scalar(const QString &sql);
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<EmbeddedBackend> m_backend;
+    QString m_dbPath;
+    QString m_startError;
+};
+
+void TestBackend::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+    m_dbPath = m_dir->filePath(QStringLiteral("backend.db"));
+}
+
+void TestBackend::cleanup()
+{
+    m_backend.reset();
+    m_dir.reset();
+}
+
+bool TestBackend::start(bool seed)
+{
+    m_backend = std::make_unique<EmbeddedBackend>();
+    BackendService::Options options;
+    options.databasePath = m_dbPath;
+    options.seedDemo = seed;
+    m_startError.clear();
+    return m_backend->start(options, &m_startError);
+}
+
+// Runs one statement on the database file beside the running service, on a connection of
+// its own; returns the first column of the first row.
+qint64 TestBackend::scalar(const QString &sql)
+{
+    const QString name = QStringLiteral("inspect");
+    qint64 value = -1;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        db.setDatabaseName(m_dbPath);
+        if (db.open()) {
+            QSqlQuery query(db);
+            if (!query.exec(sql))
+                qWarning() << sql << query.lastError().text();
+            else if (query.isSelect() && query.next())
+                value = query.value(0).toLongLong();
+        }
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(name);
+    return value;
+}
+
+void TestBackend::seedHoldsFivePortfoliosOfRealSecurities()
+{
+    QVERIFY2(start(true), qPrintable(m_startError));
+    TestClient client(*m_backend);
+    const QList<QVariantMap> rows = client.portfolios(QStringLiteral("demo"));
+    QCOMPARE(rowsText(rows, RequestField::portfolioName),
+             QStringLiteral("沪深300前20,银行股组合,港股通精选,创业板成长,待完成批次组合"));
+
+    const SecurityCatalog &catalog = SecurityCatalog::instance();
+    for (const QVariantMap &row : rows) {
+        const QString name = row.value(RequestField::portfolioName).toString();
+        QCOMPARE(row.value(RequestField::strategyName).toString(), QStringLiteral("默认"));
+        const QVariantList details = row.value(RequestField::details).toList();
+        QVERIFY2(!details.isEmpty(), qPrintable(name));
+        double weights = 0.0;
+        for (const QVariant &detail : details) {
+            const QVariantMap l = detail.toMap();
+            const QString code = l.value(RequestField::securityID).toString();
+            const QString market = l.value(RequestField::securityExchange).toString();
+            const SecurityInfo *security = catalog.byCodeAndMarket(code, market);
+            QVERIFY2(security, qPrintable(name + QLatin1Char(' ') + code + market));
+            const qint64 qty = l.value(RequestField::tradeQty).toLongLong();
+            QVERIFY(qty > 0 && qty % security->lotSize == 0);
+            // Whole lots closest to 100,000 CNY.
+            const double value = double(qty) * security->preClosePx;
+            QVERIFY2(qAbs(value - 100000.0) <= security->preClosePx * security->lotSize / 2 + 1,
+                     qPrintable(code));
+            weights += l.value(RequestField::positionWeight).toDouble();
+
+            if (name == QStringLiteral("银行股组合"))
+                QVERIFY2(security->name.endsWith(QStringLiteral("行")), qPrintable(security->name));
+            if (name == QStringLiteral("港股通精选")) {
+                QCOMPARE(security->type, SecurityType::hkConnect);
+                QVERIFY(market == Exchange::hhk || market == Exchange::szhk);
+            }
+            if (name == QStringLiteral("创业板成长"))
+                QCOMPARE(security->type, SecurityType::chinext);
+        }
+        QVERIFY2(qAbs(weights - 100.0) < 0.01, qPrintable(name));
+
+        const int expected = name == QStringLiteral("沪深300前20")  ? 20
+                             : name == QStringLiteral("港股通精选") ? 8
+                             : name == QStringLiteral("待完成批次组合") ? 3
+                                                                        : 10;
+        QCOMPARE(details.size(), expected);
+        const Reply batch = client.batchState(row.value(RequestField::portfolioNo).toString());
+        QVERIFY(batch.ok());
+        QCOMPARE(batch.body.GetValue(RequestField::batchFinished).toBool(),
+                 name != QStringLiteral("待完成批次组合"));
+        QCOMPARE(row.value(RequestField::portParamType).toInt(),
+                 name == QStringLiteral("待完成批次组合") ? 1 : 0);
+    }
+    // The heaviest CSI 300 constituent leads its portfolio.
+    QCOMPARE(rows.first().value(RequestField::details).toList().first().toMap()
+                 .value(RequestField::securityID).toString(),
+             QStringLiteral("600519"));
+
+    // A second start finds the demo user and writes nothing more.
+    m_backend.reset();
+    QVERIFY2(start(true), qPrintable(m_startError));
+    TestClient again(*m_backend);
+    QCOMPARE(again.portfolios(QStringLiteral("demo")).size(), 5);
+    QCOMPARE(scalar(QStringLiteral("SELECT COUNT(*) FROM strategies")), 1);
+}
+
+void TestBackend::portfoliosNumberedAndListedInCreationOrder()
+{
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    const QString user = QStringLiteral("trader");
+
+    CPackMessageCommon label;
+    label.AddVaule(RequestField::alterType, QStringLiteral("c"));
+    label.AddVaule(RequestField::userID, user);
+    label.AddVaule(RequestField::strategyName, QStringLiteral("套利"));
+    label.AddVaule(RequestField::strategyType, QStringLiteral("1"));
+    label.AddVaule(RequestField::StrategyManaStatus, QStringLiteral("0"));
+    const Reply strategy = client.request(MsgType::alterStrategyRequest, label);
+    QVERIFY2(strategy.ok(), qPrintable(strategy.text()));
+    const QString strategyNo = strategy.value(RequestField::strategyNo);
+    QVERIFY(!strategyNo.isEmpty());
+
+    const QString algo = QStringLiteral(R"({"algoParam":{"algoName":"VWAP"}})");
+    const Reply a = client.createPortfolio(user, QStringLiteral("甲"), QStringLiteral("{}"),
+                                           strategyNo);
+    const Reply b = client.createPortfolio(user, QStringLiteral("乙"), algo);
+    const Reply c = client.createPortfolio(user, QStringLiteral("丙"));
+    QVERIFY(a.ok() && b.ok() && c.ok());
+    QVERIFY(a.body.GetValue(RequestField::createTime).toDateTime().isValid());
+    const qint64 na = a.value(RequestField::portfolioNo).toLongLong();
+    const qint64 nb = b.value(RequestField::portfolioNo).toLongLong();
+    const qint64 nc = c.value(RequestField::portfolioNo).toLongLong();
+    QVERIFY(na > 0 && na < nb && nb < nc);
+
+    QList<QVariantMap> rows = client.portfolios(user);
+    QCOMPARE(rowsText(rows, RequestField::portfolioName), QStringLiteral("甲,乙,丙"));
+    QCOMPARE(rows.at(0).value(RequestField::strategyName).toString(), QStringLiteral("套利"));
+    QCOMPARE(rows.at(0).value(RequestField::defaultBasketSize).toInt(), 2);
+    QCOMPARE(rows.at(0).value(RequestField::portParamType).toInt(), 0);
+    QCOMPARE(rows.at(1).value(RequestField::portParamType).toInt(), 1);
+    QCOMPARE(rows.at(1).value(RequestField::portfolioExtensionDescription).toString(), algo);
+    QCOMPARE(rows.at(2).value(RequestField::deleteFlag), QVariant(false));
+    QCOMPARE(rows.at(0).value(RequestField::createTime).toDateTime(),
+             a.body.GetValue(RequestField::createTime).toDateTime());
+
+    // A deleted number is never handed out again.
+    QVERIFY(client.deletePortfolios(user, {QString::number(nc)}).ok());
+    const Reply d = client.createPortfolio(user, QStringLiteral("丁"));
+    QVERIFY(d.value(RequestField::portfolioNo).toLongLong() > nc);
+
+    // An update touches the fields it carries; dropping the algorithm parameters
+    // turns the parameter type back to 0.
+    CPackMessageCommon update;
+    update.AddVaule(RequestField::alterType, QStringLiteral("u"));
+    update.AddVaule(RequestField::userID, user);
+    update.AddVaule(RequestField::portfolioNo, QString::number(nb));
+    update.AddVaule(RequestField::portfolioName, QStringLiteral("乙二"));
+    update.AddVaule(RequestField::portfolioExtensionDescription, QStringLiteral("{}"));
+    QVERIFY(client.request(MsgType::alterPortfolioRequest, update).ok());
+    rows = client.portfolios(user);
+    QCOMPARE(rowsText(rows, RequestField::portfolioName), QStringLiteral("甲,乙二,丁"));
+    QCOMPARE(rows.at(1).value(RequestField::portParamType).toInt(), 0);
+    QCOMPARE(rows.at(1).value(RequestField::defaultBasketSize).toInt(), 2);
+
+    // Another user's portfolio is out of reach.
+    const Reply foreign = client.request(
+        MsgType::alterPortfolioRequest,
+        TestClient::portfolioBody(QStringLiteral("u"), QStringLiteral("intruder"),
+                                  QString::number(na), QStringLiteral("x"), QString()));
+    QCOMPARE(foreign.text(), QStringLiteral("组合不存在：%1").arg(na));
+}
+
+void TestBackend::portfolioNameRules_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("empty") << QString() << QStringLiteral("组合名称不能为空");
+    QTest::newRow("blank") << QStringLiteral("   ") << QStringLiteral("组合名称不能为空");
+    QTest::newRow("leading space") << QStringLiteral(" 组合")
+                                   << QStringLiteral("组合名称首尾不能有空格： 组合");
+    QTest::newRow("trailing space") << QStringLiteral("组合 ")
+                                    << QStringLiteral("组合名称首尾不能有空格：组合 ");
+    QTest::newRow("26 characters") << QString(26, QChar(0x7ec4))
+                                   << QStringLiteral("组合名称不能超过25个字符：%1")
+                                          .arg(QString(26, QChar(0x7ec4)));
+    QTest::newRow("25 characters") << QString(25, QChar(0x7ec4)) << QString();
+    QTest::newRow("inner space") << QStringLiteral("组合 一") << QString();
+}
+
+void TestBackend::portfolioNameRules()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, reason);
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    const Reply reply = client.createPortfolio(QStringLiteral("trader"), name);
+    QVERIFY(reply.answered);
+    QCOMPARE(reply.ok(), reason.isEmpty());
+    QCOMPARE(reply.text(), reason);
+}
+
+void TestBackend::duplicateNamesRefused()
+{
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    const QString name = QStringLiteral("红利");
+    const Reply first = client.createPortfolio(QStringLiteral("a"), name);
+    QVERIFY(first.ok());
+    QCOMPARE(client.createPortfolio(QStringLiteral("a"), name).text(),
+             QStringLiteral("组合名称已存在：红利"));
+    QVERIFY(client.createPortfolio(QStringLiteral("b"), name).ok());
+
+    // Renaming onto a live name is refused too; a deleted portfolio frees its name.
+    const Reply second = client.createPortfolio(QStringLiteral("a"), QStringLiteral("成长"));
+    const Reply rename = client.request(
+        MsgType::alterPortfolioRequest,
+        TestClient::portfolioBody(QStringLiteral("u"), QStringLiteral("a"),
+                                  second.value(RequestField::portfolioNo), name, QString()));
+    QCOMPARE(rename.text(), QStringLiteral("组合名称已存在：红利"));
+    QVERIFY(client.deletePortfolios(QStringLiteral("a"),
+                                    {first.value(RequestField::portfolioNo)}).ok());
+    QVERIFY(client.createPortfolio(QStringLiteral("a"), name).ok());
+
+    CPackMessageCommon label;
+    label.AddVaule(RequestField::alterType, QStringLiteral("c"));
+    label.AddVaule(RequestField::userID, QStringLiteral("a"));
+    label.AddVaule(RequestField::strategyName, QStringLiteral("默认"));
+    QVERIFY(client.request(MsgType::alterStrategyRequest, label).ok());
+    QCOMPARE(client.request(MsgType::alterStrategyRequest, label).text(),
+             QStringLiteral("策略名称已存在：默认"));
+}
+
+void TestBackend::racingClientsCreateOneName()
+{
+    QVERIFY(start());
+    TestClient one(*m_backend);
+    TestClient two(*m_backend);
+    const CPackMessageCommon body = TestClient::portfolioBody(
+        QStringLiteral("c"), QStringLiteral("demo"), QString(), QStringLiteral("同名"),
+        QStringLiteral("{}"));
+    const quint64 r1 = one.send(MsgType::alterPortfolioRequest, body);
+    const quint64 r2 = two.send(MsgType::alterPortfolioRequest, body);
+    const Reply a = one.wait(r1);
+    const Reply b = two.wait(r2);
+    QVERIFY(a.answered && b.answered);
+    QVERIFY(a.ok() != b.ok());
+    QCOMPARE((a.ok() ? b : a).text(), QStringLiteral("组合名称已存在：同名"));
+    QCOMPARE(one.portfolios(QStringLiteral("demo")).size(), 1);
+}
+
+void TestBackend::failedRequestLeavesNothing()
+{
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    const QString no = client.createPortfolio(QStringLiteral("a"), QStringLiteral("P"))
+                           .value(RequestField::portfolioNo);
+    const QString sql = QStringLiteral("SELECT COUNT(*) FROM portfolio_lines");
+
+    // The third row repeats the first: none of the three lines is kept.
+    const QVariantMap first = line(QStringLiteral("600000"), Exchange::sh, 100);
+    Reply reply = client.alterDetails(
+        QStringLiteral("c"), no,
+        {first, line(QStringLiteral("000001"), Exchange::sz, 100), first});
+    QVERIFY(!reply.ok());
+    QVERIFY2(reply.text().startsWith(QStringLiteral("第3行")), qPrintable(reply.text()));
+    QCOMPARE(scalar(sql), 0);
+
+    reply = client.alterDetails(QStringLiteral("c"), no,
+                                {first, line(QStringLiteral("000001"), Exchange::sz, 100),
+                                 line(QStringLiteral("600036"), QStringLiteral("XX"), 100)});
+    QCOMPARE(reply.text(), QStringLiteral("第3行市场无效：XX"));
+    reply = client.alterDetails(QStringLiteral("c"), no, {first}, 2);
+    QCOMPARE(reply.text(), QStringLiteral("明细行数不符：声明2行，实际1行"));
+    QCOMPARE(scalar(sql), 0);
+
+    // A create that fails late (unknown label) leaves neither the new user nor a number.
+    reply = client.createPortfolio(QStringLiteral("ghost"), QStringLiteral("Q"),
+                                   QStringLiteral("{}"), QStringLiteral("999"));
+    QCOMPARE(reply.text(), QStringLiteral("策略不存在：999"));
+    QCOMPARE(scalar(QStringLiteral("SELECT COUNT(*) FROM users WHERE user_name = 'ghost'")), 0);
+    QCOMPARE(scalar(QStringLiteral("SELECT COUNT(*) FROM portfolios")), 1);
+    const Reply next = client.createPortfolio(QStringLiteral("a"), QStringLiteral("Q"));
+    QCOMPARE(next.value(RequestField::portfolioNo).toLongLong(), no.toLongLong() + 1);
+
+    // One unknown number fails the whole delete.
+    reply = client.deletePortfolios(QStringLiteral("a"), {no, QStringLiteral("424242")});
+    QCOMPARE(reply.text(), QStringLiteral("组合不存在：424242"));
+    QCOMPARE(client.portfolios(QStringLiteral("a")).size(), 2);
+}
+
+void TestBackend::detailLinesCreateReplaceAndClear()
+{
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    const QString no = client.createPortfolio(QStringLiteral("a"), QStringLiteral("P"))
+                           .value(RequestField::portfolioNo);
+    const auto lines = [&] {
+        return client.portfolios(QStringLiteral("a")).first().value(RequestField::details)
+            .toList();
+    };
+    const auto codes = [&] {
+        QStringList result;
+        for (const QVariant &l : lines())
+            result.append(l.toMap().value(RequestField::securityID).toString() + QLatin1Char('@')
+                          + l.toMap().value(RequestField::tradeQty).toString());
+        return result.join(QLatin1Char(','));
+    };
+
+    QVERIFY(client.alterDetails(QStringLiteral("c"), no,
+                                {line(QStringLiteral("600519"), Exchange::sh, 100),
+                                 line(QStringLiteral("000001"), Exchange::sz, 200),
+                                 line(QStringLiteral("00700"), Exchange::hhk, 300)})
+                .ok());
+    QCOMPARE(codes(), QStringLiteral("600519@100,000001@200,00700@300"));
+    const QVariantMap stored = lines().first().toMap();
+    QCOMPARE(stored.value(RequestField::side).toString(), OrderSide::buy);
+    QCOMPARE(stored.value(RequestField::securityExchange).toString(), Exchange::sh);
+
+    // The same code on the other Stock Connect link is a different line.
+    QVERIFY(client.alterDetails(QStringLiteral("c"), no,
+                                {line(QStringLiteral("00700"), Exchange::szhk, 400)})
+                .ok());
+    QCOMPARE(client.alterDetails(QStringLiteral("c"), no,
+                                 {line(QStringLiteral("000001"), Exchange::sz, 1)})
+                 .text(),
+             QStringLiteral("第1行：组合中已有证券：000001（SZ）"));
+
+    QVERIFY(client.alterDetails(QStringLiteral("u"), no,
+                                {line(QStringLiteral("000001"), Exchange::sz, 900),
+                                 line(QStringLiteral("300750"), Exchange::sz, 100)})
+                .ok());
+    QCOMPARE(codes(), QStringLiteral("600519@100,000001@900,00700@300,00700@400,300750@100"));
+
+    CPackMessageCommon clear;
+    clear.AddVaule(RequestField::portfolioNo, no);
+    QVERIFY(client.request(MsgType::deletePortfolioDetailRequest, clear).ok());
+    QVERIFY(lines().isEmpty());
+    QCOMPARE(client.alterDetails(QStringLiteral("c"), QStringLiteral("999999"), {}).text(),
+             QStringLiteral("组合不存在：999999"));
+}
+
+void TestBackend::otherClientsOfUserAreNotified()
+{
+    QVERIFY(start());
+    TestClient sender(*m_backend);
+    TestClient sameUser(*m_backend);
+    TestClient otherUser(*m_backend);
+    QVERIFY(sender.login(QStringLiteral("demo")).ok());
+    QVERIFY(sameUser.login(QStringLiteral("demo")).ok());
+    QVERIFY(otherUser.login(QStringLiteral("other")).ok());
+
+    const auto eventsOf = [](TestClient &client) {
+        client.sync();
+        QStringList seen;
+        for (const CMessageCommon &event : qAsConst(client.events)) {
+            CUnPackMessageCommon body;
+            body.SetUnPackMsg(event.GetMsg());
+            seen.append(QStringLiteral("%1:%2").arg(event.GetType().toInt()).arg(
+                body.GetValue(RequestField::portfolioNo).toString()));
+        }
+        client.events.clear();
+        return seen.join(QLatin1Char(','));
+    };
+
+    const QString a = sender.createPortfolio(QStringLiteral("demo"), QStringLiteral("A"))
+                          .value(RequestField::portfolioNo);
+    const QString b = sender.createPortfolio(QStringLiteral("demo"), QStringLiteral("B"))
+                          .value(RequestField::portfolioNo);
+    QVERIFY(sender.alterDetails(QStringLiteral("c"), a,
+                                {line(QStringLiteral("600000"), Exchange::sh, 100)})
+                .ok());
+    const QString update = QString::number(PORTFOLIO_NEW_OR_UPDATE);
+    QCOMPARE(eventsOf(sameUser),
+             QStringList({update + ':' + a, update + ':' + b, update + ':' + a}).join(','));
+    QCOMPARE(eventsOf(sender), QString());
+    QCOMPARE(eventsOf(otherUser), QString());
+
+    // A failed request tells nobody.
+    QVERIFY(!sender.createPortfolio(QStringLiteral("demo"), QStringLiteral("A")).ok());
+    QCOMPARE(eventsOf(sameUser), QString());
+
+    QVERIFY(sender.deletePortfolios(QStringLiteral("demo"), {a, b}).ok());
+    const QString deleted = QString::number(PORTFOLIO_DELETED);
+    QCOMPARE(eventsOf(sameUser), deleted + ':' + a + ',' + deleted + ':' + b);
+    QCOMPARE(eventsOf(otherUser), QString());
+
+    // A detached client hears nothing more.
+    QMetaObject::invokeMethod(m_backend->service(), "onClientDetached", Qt::QueuedConnection,
+                              Q_ARG(quint64, sameUser.id()));
+    QVERIFY(sender.createPortfolio(QStringLiteral("demo"), QStringLiteral("C")).ok());
+    QCOMPARE(eventsOf(sameUser), QString());
+}
+
+void TestBackend::faultsFailDelayAndDrop()
+{
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    FaultInjector &faults = m_backend->service()->faults();
+    const QString user = QStringLiteral("a");
+    CPackMessageCommon query;
+    query.AddVaule(RequestField::userID, user);
+
+    // A planned failure answers with its reason and writes nothing.
+    faults.failNext(MsgType::alterPortfolioRequest, QStringLiteral("柜台繁忙"));
+    Reply reply = client.createPortfolio(user, QStringLiteral("P"));
+    QVERIFY(reply.answered && !reply.ok());
+    QCOMPARE(reply.text(), QStringLiteral("柜台繁忙"));
+    QVERIFY(client.portfolios(user).isEmpty());
+    QVERIFY(client.createPortfolio(user, QStringLiteral("P")).ok());
+
+    // A delayed request does not hold up the others.
+    faults.delayNext(MsgType::queryPortfolioRequest, 1000);
+    QElapsedTimer clock;
+    clock.start();
+    const quint64 slow = client.send(MsgType::queryPortfolioRequest, query);
+    QVERIFY(client.request(MsgType::queryStrategyRequest, query).ok());
+    QVERIFY(!client.hasAnswer(slow));
+    reply = client.wait(slow);
+    QVERIFY(reply.ok());
+    QVERIFY(clock.elapsed() >= 950);
+    QCOMPARE(reply.body.GetRowCount(), 1);
+
+    // A dropped request is never answered; the next one of its type is.
+    faults.dropNext(MsgType::queryStrategyRequest);
+    QVERIFY(!client.request(MsgType::queryStrategyRequest, query, 300).answered);
+    QVERIFY(client.request(MsgType::queryStrategyRequest, query).ok());
+
+    faults.failNext(MsgType::queryStrategyRequest, QStringLiteral("x"));
+    faults.clear();
+    QVERIFY(client.request(MsgType::queryStrategyRequest, query).ok());
+}
+
+void TestBackend::unknownAndUndecodableFrames()
+{
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    const quint64 id = client.send(QStringLiteral("transferFundsRequest"), CPackMessageCommon());
+    const Reply reply = client.wait(id);
+    QVERIFY(reply.answered && !reply.ok());
+    QCOMPARE(reply.message.requestId(), id);
+    QCOMPARE(reply.message.GetType().toString(), QStringLiteral("transferFundsRequest"));
+    QCOMPARE(reply.text(), QStringLiteral("未知的请求类型：transferFundsRequest"));
+
+    // Garbage is dropped without an answer and the service carries on.
+    client.sendRaw(QByteArray("\xff\x00garbage", 9));
+    client.sendRaw(QByteArray());
+    QVERIFY(client.login(QStringLiteral("a")).ok());
+    QVERIFY(client.events.isEmpty());
+}
+
+void TestBackend::upgradesVersionOneFile()
+{
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"),
+                                                    QStringLiteral("v1"));
+        db.setDatabaseName(m_dbPath);
+        QVERIFY(db.open());
+        QString error;
+        QVERIFY2(Migrations::apply(db, &error, 1), qPrintable(error));
+        QCOMPARE(Migrations::currentVersion(db, &error), 1);
+        const QStringList inserts = {
+            "INSERT INTO users (id, user_name, created_at) VALUES (1, 'demo', '2024-01-02')",
+            "INSERT INTO portfolios (id, portfolio_no, user_id, portfolio_name, extension,"
+            " created_at) VALUES (7, '100001', 1, '旧组合',"
+            " '{\"algoParam\":{\"algoName\":\"TWAP\"}}', '2024-01-02T09:30:00.000Z')",
+            "INSERT INTO portfolio_lines (portfolio_id, line_no, security_id,"
+            " security_exchange, trade_qty) VALUES (7, 1, '600519', 'SH', 100)",
+            "UPDATE number_sequences SET next_value = 100002 WHERE name = 'portfolio'"};
+        for (const QString &sql : inserts) {
+            QSqlQuery query(db);
+            QVERIFY2(query.exec(sql), qPrintable(query.lastError().text()));
+        }
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("v1"));
+
+    QVERIFY2(start(true), qPrintable(m_startError));
+    QCOMPARE(scalar(QStringLiteral("SELECT MAX(version) FROM schema_version")),
+             Migrations::latestVersion());
+    TestClient client(*m_backend);
+    const QList<QVariantMap> rows = client.portfolios(QStringLiteral("demo"));
+    QCOMPARE(rows.size(), 1);  // kept, and no demo data over it
+    QCOMPARE(rows.first().value(RequestField::portfolioName).toString(),
+             QStringLiteral("旧组合"));
+    QCOMPARE(rows.first().value(RequestField::portParamType).toInt(), 1);
+    QCOMPARE(rows.first().value(RequestField::details).toList().size(), 1);
+    QCOMPARE(rows.first().value(RequestField::createTime).toDateTime(),
+             QDateTime(QDate(2024, 1, 2), QTime(9, 30), Qt::UTC));
+
+    const Reply batch = client.batchState(QStringLiteral("100001"));
+    QVERIFY(batch.ok());
+    QCOMPARE(batch.body.GetValue(RequestField::batchFinished).toBool(), true);
+    QCOMPARE(client.createPortfolio(QStringLiteral("demo"), QStringLiteral("新组合"))
+                 .value(RequestField::portfolioNo),
+             QStringLiteral("100002"));
+}
+
+void TestBackend::refusesNewerDatabase()
+{
+    QVERIFY(start());
+    m_backend.reset();
+    QCOMPARE(scalar(QStringLiteral("SELECT COUNT(*) FROM users")), 0);
+    scalar(QStringLiteral("INSERT INTO schema_version VALUES (99, 'future', 'x')"));
+    QVERIFY(!start());
+    QCOMPARE(m_startError, QStringLiteral("数据库版本99高于本程序支持的版本%1")
+                               .arg(Migrations::latestVersion()));
+    QVERIFY(!m_backend->isRunning());
+}
+
+QTEST_GUILESS_MAIN(TestBackend)
+
+#include "tst_backend.moc"
