@@ -163,11 +163,25 @@ QVariantMap portfolioToMap(const PortfolioRecord &portfolio)
             {RequestField::details, details}};
 }
 
+MarketFeed::Settings feedSettings(const BackendService::Options &options)
+{
+    MarketFeed::Settings settings;
+    settings.quoteIntervalMs = options.quoteIntervalMs;
+    settings.stepMs = options.feedStepMs;
+    settings.seed = options.feedSeed;
+    settings.manualClock = options.feedManualClock;
+    return settings;
+}
+
 } // namespace
 
 BackendService::BackendService(const Options &options, QObject *parent)
-    : QObject(parent), m_options(options), m_store(connectionName())
+    : QObject(parent)
+    , m_options(options)
+    , m_store(connectionName())
+    , m_feed(new MarketFeed(feedSettings(options), this))
 {
+    connect(m_feed, &MarketFeed::frameToClient, this, &BackendService::frameToClient);
 }
 
 BackendService::~BackendService()
@@ -205,6 +219,7 @@ void BackendService::close()
 {
     m_store.close();
     m_userOfClient.clear();
+    m_feed->clear();
 }
 
 QString BackendService::summary()
@@ -262,6 +277,7 @@ void BackendService::onClientFrame(quint64 clientId, const QByteArray &frame)
 void BackendService::onClientDetached(quint64 clientId)
 {
     m_userOfClient.remove(clientId);
+    m_feed->detach(clientId);
 }
 
 const QHash<QString, BackendService::Handler> &BackendService::handlers()
@@ -283,6 +299,10 @@ const QHash<QString, BackendService::Handler> &BackendService::handlers()
 void BackendService::handle(quint64 clientId, const CMessageCommon &request)
 {
     const QString type = request.GetType().toString();
+    if (type == MsgType::subscribeQuoteRequest || type == MsgType::unsubscribeQuoteRequest) {
+        handleQuoteSubscription(clientId, request);
+        return;
+    }
     const Handler handler = handlers().value(type, nullptr);
     CPackMessageCommon result;
     Outcome outcome;
@@ -311,14 +331,52 @@ void BackendService::handle(quint64 clientId, const CMessageCommon &request)
     }
 }
 
+// Market subscriptions touch no database. Each row names one symbol by Security::symbol;
+// the known symbols are subscribed even when others are refused.
+void BackendService::handleQuoteSubscription(quint64 clientId, const CMessageCommon &request)
+{
+    const bool subscribing = request.GetType().toString() == MsgType::subscribeQuoteRequest;
+    CUnPackMessageCommon body;
+    QString error;
+    if (body.SetUnPackMsg(request.GetMsg())) {
+        QStringList symbols;
+        for (const QVariantMap &row : body.rows())
+            symbols.append(row.value(Security::symbol).toString().trimmed());
+        if (subscribing) {
+            QStringList unknown = m_feed->subscribe(clientId, symbols);
+            for (QString &symbol : unknown) {
+                if (symbol.isEmpty())
+                    symbol = QStringLiteral("（空）");
+            }
+            if (!unknown.isEmpty())
+                error = QStringLiteral("未知证券：%1").arg(unknown.join(QStringLiteral("、")));
+        } else {
+            m_feed->unsubscribe(clientId, symbols);
+        }
+    } else {
+        error = QStringLiteral("请求内容无法解析：%1").arg(request.GetType().toString());
+    }
+    sendAnswer(clientId, request, error.isEmpty(), error, CPackMessageCommon());
+    // The first records of new subscriptions follow the answer.
+    m_feed->publishNow();
+}
+
 void BackendService::sendAnswer(quint64 clientId, const CMessageCommon &request, bool ok,
                                 const QString &reason, const CPackMessageCommon &result)
 {
-    if (!ok) {
+    // Id 0: the client posted the request without waiting, so nobody takes an answer.
+    const bool wanted = request.requestId() != 0;
+    if (!ok && wanted) {
         qCInfo(lcService).noquote() << "request" << request.requestId()
                                     << request.GetType().toString() << "of client" << clientId
                                     << "failed:" << reason;
+    } else if (!ok) {
+        qCWarning(lcService).noquote() << "unanswered request"
+                                       << request.GetType().toString() << "of client"
+                                       << clientId << "failed:" << reason;
     }
+    if (!wanted)
+        return;
     CPackMessageCommon body = result;
     body.AddVaule(RequestField::requestExeStatus,
                   ok ? RequestExeStatus::success : RequestExeStatus::failure);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "faultinjector.h"
+#include "marketfeed.h"
 #include "sqlportfoliostore.h"
 
 #include <QHash>
@@ -14,7 +15,9 @@ class CUnPackMessageCommon;
 // The back end's portfolio service: answers the portfolio and strategy requests of the
 // connected clients from the portfolio store and tells the other clients of a user when
 // that user's portfolios change. Lives on its own thread; every request is handled there
-// as one database transaction.
+// as one database transaction. Its market feed publishes level-1 records of the symbols
+// each client subscribed to. A request with id 0 is answered by nobody: the client sent
+// it without waiting, and a failure is only logged.
 class BackendService : public QObject
 {
     Q_OBJECT
@@ -24,6 +27,10 @@ public:
     {
         QString databasePath;
         bool seedDemo = true;  // write the demo user and portfolios into an empty database
+        int quoteIntervalMs = 3000;  // one market record per subscribed symbol per interval
+        int feedStepMs = 100;        // how often the feed reads the real clock
+        quint32 feedSeed = 20261121;
+        bool feedManualClock = false;  // the feed's time moves only by MarketFeed::advanceTo
     };
 
     explicit BackendService(const Options &options, QObject *parent = nullptr);
@@ -40,6 +47,8 @@ public:
 
     // Planned failures; any thread may plan them.
     FaultInjector &faults() { return m_faults; }
+    // The market-data feed; lives on the service's thread.
+    MarketFeed *marketFeed() const { return m_feed; }
 
 public slots:
     // A frame from a client: the wire bytes of a request envelope.
@@ -73,6 +82,7 @@ private:
     static const QHash<QString, Handler> &handlers();
 
     void handle(quint64 clientId, const CMessageCommon &request);
+    void handleQuoteSubscription(quint64 clientId, const CMessageCommon &request);
     void sendAnswer(quint64 clientId, const CMessageCommon &request, bool ok,
                     const QString &reason, const CPackMessageCommon &result);
     void notify(quint64 senderId, const Notice &notice);
@@ -99,5 +109,6 @@ private:
     Options m_options;
     SqlPortfolioStore m_store;
     FaultInjector m_faults;
+    MarketFeed *m_feed = nullptr;
     QHash<quint64, QString> m_userOfClient;  // clients that logged in
 };

@@ -20,6 +20,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTimer>
 #include <cstdio>
@@ -109,6 +110,12 @@ int main(int argc, char *argv[])
     const bool backendUp = backend.start(backendOptions, &error);
     if (!backendUp)
         qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
+
+    QFile skin(TzCore::dataDir() + QStringLiteral("/skin/veltra.qss"));
+    if (skin.open(QIODevice::ReadOnly))
+        app.setStyleSheet(QString::fromUtf8(skin.readAll()));
+    else
+        qWarning() << "tzapp: skin style sheet not found:" << skin.fileName();
 
     plugins.loadPlugins(pluginDir);
     MainWindow window(&plugins);

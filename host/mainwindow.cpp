@@ -3,6 +3,7 @@
 #include "pageframe.h"
 #include "pluginmanager.h"
 #include "tzpluginbasewidget.h"
+#include "veltrautils.h"
 
 #include <QDebug>
 #include <QDockWidget>
@@ -28,6 +29,12 @@ MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
     addDockWidget(Qt::BottomDockWidgetArea, dock);
     resizeDocks({dock}, {120}, Qt::Vertical);
 
+    // Business messages may be put from any thread; they reach the panel on this one.
+    VeltraUtils::setBusiMsgSink([this](BusiMsgLevel, const QString &line) {
+        QMetaObject::invokeMethod(m_messages, [this, line] { m_messages->appendPlainText(line); },
+                                  Qt::QueuedConnection);
+    });
+
     m_backendState = new QLabel(this);
     statusBar()->addPermanentWidget(m_backendState);
     setBackendState(false, QStringLiteral("后台未连接"));
@@ -35,6 +42,7 @@ MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
 
 MainWindow::~MainWindow()
 {
+    VeltraUtils::setBusiMsgSink(nullptr);
     // The page type's destructor lives in its plugin; destroy it through the meta-type
     // while the library is still loaded.
     if (m_page) {

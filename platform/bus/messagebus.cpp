@@ -105,8 +105,9 @@ bool MessageBus::post(CMessageCommon &message)
     QMutexLocker lock(&m_mutex);
     if (!m_transport)
         return false;
-    if (message.requestId() == 0)
-        message.setRequestId(++m_nextRequestId);
+    // Request id 0 tells the back end that no answer is wanted.
+    message.setRequestId(0);
+    message.setKind(CMessageCommon::Request);
     QMetaObject::invokeMethod(m_transport, "send", Qt::QueuedConnection,
                               Q_ARG(QByteArray, message.toWire()));
     return true;

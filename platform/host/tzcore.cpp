@@ -27,6 +27,15 @@ QSettings *TzCore::settings()
         }
         g_settings = std::make_unique<QSettings>(g_settingsFile, QSettings::IniFormat);
         g_settings->setIniCodec("UTF-8");
+        // Written back while the application still exists; QSettings must not outlive it.
+        static bool cleanupRegistered = false;
+        if (!cleanupRegistered && QCoreApplication::instance()) {
+            cleanupRegistered = true;
+            qAddPostRoutine([] {
+                QMutexLocker lock(&g_mutex);
+                g_settings.reset();
+            });
+        }
     }
     return g_settings.get();
 }

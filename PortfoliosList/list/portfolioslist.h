@@ -1,0 +1,134 @@
+#pragma once
+
+#include "portfoliodetailbasicinfo.h"
+#include "recordmodel.h"
+#include "showtype.h"
+#include "tzportfolioquote.h"
+
+#include <QModelIndex>
+#include <QVariantMap>
+#include <QWidget>
+
+namespace Ui {
+class PortfoliosList;
+}
+namespace VeltraConstants {
+enum class TemplateFileType;
+}
+
+class PortfoliosListPresenterClass;
+class QAction;
+class QMenu;
+class QTimer;
+
+// The left-hand list of the portfolio page: one row per stored portfolio with its live
+// figures, the command buttons and the context menu, in-place renaming.
+class PortfoliosList : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit PortfoliosList(QWidget *parent = nullptr);
+    ~PortfoliosList() override;
+
+    void setPresenter(PortfoliosListPresenterClass *presenter);
+    PortfoliosListPresenterClass *presenter() const { return m_presenter; }
+    QString currentPortfolioNo() const { return m_currentPortfolioNo; }
+    bool marketValueSwitch() const { return m_marketValueOn; }
+    QWidget *modifyDialog() const { return m_modifyDialog; }
+
+    // The row record of one portfolio (columns 0, 3, 7, 8, 9, 10 and 12).
+    RowRecord buildRow(const PortfolioDetailBasicInfo &detail) const;
+
+signals:
+    void signalsChangeListWgtWidth(bool type);
+    void signalClickBasketID(QString strId);
+    void signalDeleteBasketID(QString strId);
+    void signalRelodadETFList(QList<QMap<int, QMap<QString, QVariant> > > etfRootMapList);
+    void SubscriteQuotes();
+    void SubscribeQuotes(const QVariantList &symbols);
+    void signalQueryPositionInfo(QString tradingAccount, int iPosTarType, int iPosType);
+    void signalQueryMarginInfo(QString tradingAccount);
+    void signalQueryCouponInfo(QString strTime);
+    void signalCreateClipboardPortfolio(QStringList lstSymbols);
+    void signalRefreshPortfoliosList();
+
+public slots:
+    void slotCoreDataInitialized(bool bAutoSelect);
+    void slotUpdateQuoeData();
+    void slotChangeUpData();
+    void slotPushbuttonHideClicked();
+    void slotTableClicked(const QModelIndex &index);
+    void slotPortfoliosTableViewClicked(const QModelIndex &index);
+    void slotAllETFListLoaded();
+    void slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bool bAddFlag = true,
+                             int nDetailFlag = 0, bool bWithAddDlg = true);
+    void slotModifyPortfolioLst(PortfolioDetailBasicInfo detailInfo);
+    QString modifyPortfolioName(PortfolioDetailBasicInfo &baseInfo);
+    void slotClosePersistentEditor();
+    void slotInitTreeViewsDataFinished();
+    void slotPositionListUpdate(QList<QMap<int, QVariantMap> > recordList);
+    void slotQuationUpdated(TzPortfolioQuote quotaData);
+    void slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList);
+    void slotShowTypeChanged(ShowType showType);
+    void slotCouponInfoInfoUpdated(QList<QVariantMap> contractList);
+    void slotShowWarningMsg(QString title, QString msg);
+    void slotCreateWarning(QStringList lstSupport, QStringList lstUnSupport);
+    void slotBtnRefreshClicked();
+    void slotTradingAccountChanged(QString tradingAccount, QString fundAccount);
+
+    void on_pushButton_new_clicked();
+    void on_pushButton_import_clicked();
+    void on_pushButton_type_clicked();
+    void on_pushButton_modfiy_clicked();
+    void on_pushButton_copy_clicked();
+    void on_pushButton_delete_clicked();
+    void on_pushButton_pos_clicked();
+    void on_menu_dlNormal_clicked();
+    void on_menu_dlAlgo_clicked();
+
+protected:
+    void contextMenuEvent(QContextMenuEvent *event) override;
+
+private:
+    void fillTable();
+    void buildMenus();
+    QString formatCount(qint64 value) const;
+    void startLiquidation();
+    // Back end first, then the store; returns RequestExeStatus::success or the reason.
+    QString addToBackendAndStore(PortfolioDetailBasicInfo &detail);
+    QString alterOnBackend(PortfolioDetailBasicInfo &detail);
+    // Quote subscription of a new portfolio's lines and the broadcast to other pages.
+    void afterAdd(const PortfolioDetailBasicInfo &detail);
+    void appendAndSelect(const PortfolioDetailBasicInfo &detail);
+    void removeRow(const QString &portfolioNo);
+    void deleteCurrent();
+    void modifySequence(int targetRow, int sourceRow);
+    void reorder(const QString &item);
+    void onContextAction(QAction *action);
+    void downloadTemplate(VeltraConstants::TemplateFileType type);
+    // Finds the strategy label by name, creating it on the back end when unknown.
+    QString ensureStrategy(PortfolioDetailBasicInfo &detail);
+    // After a successful alteration: store, row and the broadcast to other pages.
+    void storeChanged(const PortfolioDetailBasicInfo &detail);
+
+    Ui::PortfoliosList *ui;
+    PortfoliosListPresenterClass *m_presenter = nullptr;
+    QModelIndex mOpenIndex;
+    QModelIndex m_contextIndex;
+    bool m_expanded = true;
+    bool m_marketValueOn = false;
+    bool m_liquidationPending = false;
+    QString m_currentPortfolioNo;
+    QTimer *m_quoteTimer = nullptr;
+    QTimer *m_clickTimer = nullptr;
+    ShowType m_showType = ShowPlain;
+    QString m_tradingAccount;
+    QString m_fundAccount;
+    bool m_lastModifyOk = false;
+    QWidget *m_modifyDialog = nullptr;  // open while the modify dialog runs (tests drive it)
+    QMenu *m_contextMenu = nullptr;
+    QMenu *m_templateMenu = nullptr;
+    QList<QMap<int, QMap<QString, QVariant> > > mETFRootList;
+    QList<QMap<int, QMap<QString, QVariant> > > mSWRootList;
+};

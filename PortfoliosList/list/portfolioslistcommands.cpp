@@ -1,0 +1,423 @@
+// Commands of the portfolio list: the common add path, file import, copy, delete,
+// reorder, template download, one-key liquidation and the clipboard question. Every
+// command asks the back end first and changes store and table only on success.
+
+#include "portfolioslist.h"
+#include "ui_portfolioslist.h"
+
+#include "bdportfoliomodify.h"
+#include "cbusinessdatabase.h"
+#include "fieldkeys.h"
+#include "portfolioordermgr.h"
+#include "portfolioslistpresenterclass.h"
+#include "portfoliolistbasicinfo.h"
+#include "tzdialog.h"
+#include "veltrautils.h"
+#include "veltrawidget.h"
+
+#include <QDateTime>
+#include <QDebug>
+#include <QMenu>
+
+namespace {
+constexpr int kNumberColumn = 8;
+constexpr int kDetailColumn = 12;
+constexpr int kMaxNameLength = 25;
+
+QString numberOf(const RowRecord &row)
+{
+    return row.value(kNumberColumn).value(RecordRole::display).toString();
+}
+}
+
+void PortfoliosList::afterAdd(const PortfolioDetailBasicInfo &detail)
+{
+    QVariantList symbols;
+    for (const PortfolioItem &item : detail.SymbolList())
+        symbols.append(item.Symbol());
+    if (!symbols.isEmpty())
+        emit SubscribeQuotes(symbols);
+    if (m_presenter)
+        m_presenter->PutPortfolioChangedEvent(detail.PortfolioNo());
+}
+
+void PortfoliosList::appendAndSelect(const PortfolioDetailBasicInfo &detail)
+{
+    ui->tableWidget->addRecordData(buildRow(detail));
+    afterAdd(detail);
+    RecordModel *model = ui->tableWidget->recordModel();
+    ui->tableWidget->setCurrentIndex(model->index(model->rowCount() - 1, 0), true);
+    slotUpdateQuoeData();
+}
+
+QString PortfoliosList::addToBackendAndStore(PortfolioDetailBasicInfo &detail)
+{
+    if (!m_presenter)
+        return QStringLiteral("后台未连接");
+    const QString status = m_presenter->AddPortfolio(detail);
+    if (status != RequestExeStatus::success)
+        return status;
+    detail.CalculateWeight();
+    detail.setCreateDate(QDateTime::currentDateTime());
+    const int rc = PortfolioListBasicInfo::GetInstance()->AddPortfolioDetail(detail);
+    if (rc != 0)
+        qInfo() << "PortfoliosList::addToBackendAndStore store refused" << detail.PortfolioNo() << rc;
+    return RequestExeStatus::success;
+}
+
+// bAddFlag false replaces an existing portfolio: header, then the lines cleared and sent
+// again. The unit either completes or leaves the old portfolio as it was: when a later
+// step fails, the steps already made are undone with the old header and lines.
+QString PortfoliosList::alterOnBackend(PortfolioDetailBasicInfo &detail)
+{
+    PortfolioDetailBasicInfo *stored = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(detail.PortfolioNo());
+    if (!stored)
+        return QStringLiteral("组合%1不存在").arg(detail.PortfolioNo());
+    PortfolioDetailBasicInfo old = *stored;
+
+    QString rc = m_presenter->AlterPortfolio(detail, false);
+    if (rc != QLatin1String("0"))
+        return rc;
+    rc = m_presenter->ClearPortfolioDetail(detail);
+    if (rc != QLatin1String("0")) {
+        m_presenter->AlterPortfolio(old, false);
+        return rc;
+    }
+    rc = m_presenter->AlterPortfolioDetail(detail, true);
+    if (rc != QLatin1String("0")) {
+        m_presenter->AlterPortfolioDetail(old, true);
+        m_presenter->AlterPortfolio(old, false);
+        return rc;
+    }
+    return rc;
+}
+
+void PortfoliosList::slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bool bAddFlag, int nDetailFlag,
+                                         bool bWithAddDlg)
+{
+    if (bAddFlag) {
+        const QString status = addToBackendAndStore(detailInfo);
+        if (status != RequestExeStatus::success) {
+            if (bWithAddDlg)
+                qInfo() << "PortfoliosList::slotAddPortfolioLst creation failed" << status;
+            VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合后台数据添加失败：") + status, this);
+            return;
+        }
+        appendAndSelect(detailInfo);
+        return;
+    }
+    if (nDetailFlag != 0 && nDetailFlag != 1)
+        return;
+    if (!m_presenter)
+        return;
+    const QString rc = alterOnBackend(detailInfo);
+    if (rc != QLatin1String("0")) {
+        VeltraWidget::ShowTipMsgBox(rc, this);
+        return;
+    }
+    PortfolioListBasicInfo::GetInstance()->AddPortfolioDetail(detailInfo);
+    ui->tableWidget->updataRecordData(buildRow(detailInfo));
+    if (nDetailFlag == 1)
+        afterAdd(detailInfo);
+    else if (m_presenter)
+        m_presenter->PutPortfolioChangedEvent(detailInfo.PortfolioNo());
+}
+
+void PortfoliosList::on_pushButton_new_clicked()
+{
+    qInfo() << "PortfoliosList::on_pushButton_new_clicked the creation dialog is not available in this build";
+    VeltraWidget::ShowTipMsgBox(QStringLiteral("手工创建组合的对话框尚未开放。"), this);
+}
+
+void PortfoliosList::on_pushButton_pos_clicked()
+{
+    qInfo() << "PortfoliosList::on_pushButton_pos_clicked the creation dialog is not available in this build";
+    VeltraWidget::ShowTipMsgBox(QStringLiteral("调仓组合的对话框尚未开放。"), this);
+}
+
+void PortfoliosList::on_pushButton_import_clicked()
+{
+    const QString path = VeltraUtils::GetOpenTableFileName(this, QStringLiteral("导入组合"), QString(), 0);
+    if (path.isEmpty())
+        return;
+    QString error;
+    QVariantMap extension;
+    const QList<PortfolioItem> items =
+        PortfolioListBasicInfo::GetInstance()->GetPortItemListFromFile(path, error, extension);
+    if (items.isEmpty()) {
+        VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合导入失败，原因：\r\n%1").arg(error), this);
+        return;
+    }
+    if (!error.isEmpty()) {
+        qInfo().noquote() << QStringLiteral("导入组合提示，文件名：%1，提示内容：%2").arg(path, error);
+        if (!VeltraWidget::ShowQuestionMsgBox(
+                QStringLiteral("组合部分数据未通过校验，原因：\r\n%1 请确认是否继续导入通过检验部分？").arg(error), this, 0))
+            return;
+    }
+    const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+    const int dot = fileName.indexOf(QLatin1Char('.'));
+    // A name without a dot keeps its whole length: left() of a negative count is all.
+    QString name = fileName.left(dot < 0 ? dot : qMin(dot, kMaxNameLength));
+    const bool renamed = PortfolioListBasicInfo::GetInstance()->CheckPortfolioName(name, name);
+
+    PortfolioDetailBasicInfo detail;
+    detail.setName(name);
+    detail.setSymbolList(items);
+    detail.setPortFilePath(path);
+    detail.setExtensionDescription(extension);
+    detail.setStrategyName(QStringLiteral("默认"));
+    const QString status = addToBackendAndStore(detail);
+    if (status != RequestExeStatus::success) {
+        VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合导入失败，%1！").arg(status), this);
+        return;
+    }
+    appendAndSelect(detail);
+    VeltraWidget::ShowTipMsgBox(renamed ? QStringLiteral("组合导入成功，组合名称重复，已修改为") + name + QStringLiteral("！")
+                                        : QStringLiteral("组合导入成功！"),
+                                this);
+}
+
+void PortfoliosList::on_pushButton_copy_clicked()
+{
+    const QModelIndex current = ui->tableWidget->currentIndex();
+    if (!current.isValid()) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("请单击表格某一行！"), this);
+        return;
+    }
+    PortfolioDetailBasicInfo detail = ui->tableWidget->getRowData(current.row())
+                                          .value(kDetailColumn)
+                                          .value(RecordRole::user)
+                                          .value<PortfolioDetailBasicInfo>();
+    QString name = detail.Name();
+    PortfolioListBasicInfo::GetInstance()->CheckPortfolioName(name, name);
+    if (name.size() > kMaxNameLength) {
+        TzDialog dialog(this);
+        dialog.setTitle(QStringLiteral("复制组合-修改组合名称"));
+        auto *body = new BDPortfolioModify(&dialog);
+        body->setNameOnly(true);
+        PortfolioDetailBasicInfo proposal = detail;
+        proposal.setName(name);
+        body->setDetail(proposal);
+        dialog.setBody(body);
+        connect(body, &BDPortfolioModify::singnalPushBtnClose, &dialog, [&](bool confirmed) {
+            name = confirmed ? body->nameText() : QString();
+            dialog.close();
+        });
+        name.clear();
+        dialog.exec();
+        if (name.isEmpty())
+            return;
+    }
+    detail.setName(name);
+    detail.setPortfolioNo(QString());
+    detail.setCreateDate(QDateTime::currentDateTime());
+    detail.setExtensionDescription(detail.ExtensionDescription());
+    detail.CalculateWeight();
+    const QString status = addToBackendAndStore(detail);
+    if (status != RequestExeStatus::success) {
+        VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合复制失败，%1！").arg(status), this);
+        return;
+    }
+    appendAndSelect(detail);
+}
+
+void PortfoliosList::on_pushButton_delete_clicked()
+{
+    if (!VeltraWidget::ShowQuestionMsgBox(QStringLiteral("确定删除选中的组合？"), this, 0))
+        return;
+    QStringList blocked, deletable;
+    const QModelIndexList rows = ui->tableWidget->selectionModel()->selectedRows();
+    for (const QModelIndex &index : rows) {
+        const QString no = numberOf(ui->tableWidget->getRowData(index.row()));
+        (PortfolioOrderMgr::GetInstance()->GetBatchNosState(no) ? deletable : blocked) << no;
+    }
+    if (!blocked.isEmpty())
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("组合%1存在订单未完成，无法删除!").arg(blocked.join(QLatin1Char(','))), this);
+    if (deletable.isEmpty()) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("无符合删除条件的数据"), this);
+        return;
+    }
+    QString failures;  // collected for the log; the user is not shown them
+    bool currentDeleted = false;
+    for (const QString &no : qAsConst(deletable)) {
+        PortfolioDetailBasicInfo *detail = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(no);
+        PortfolioDetailBasicInfo copy;
+        if (detail)
+            copy = *detail;
+        else
+            copy.setPortfolioNo(no);
+        const QString rc = m_presenter ? m_presenter->DelPortfolio(copy) : QStringLiteral("后台未连接");
+        if (rc != QLatin1String("0")) {
+            failures += QStringLiteral("组合号%1删除失败!原因:%2\r\n").arg(no, rc);
+            continue;
+        }
+        removeRow(no);
+        currentDeleted = currentDeleted || no == m_currentPortfolioNo;
+    }
+    if (!failures.isEmpty())
+        qInfo().noquote() << "PortfoliosList::on_pushButton_delete_clicked" << failures;
+    if (currentDeleted)
+        slotTableClicked(ui->tableWidget->currentIndex());
+}
+
+void PortfoliosList::removeRow(const QString &portfolioNo)
+{
+    ui->tableWidget->deleteRecordData(ui->tableWidget->getRowByKey(portfolioNo));
+    PortfolioListBasicInfo::GetInstance()->RemovePortfolioDetail(portfolioNo);
+    emit signalDeleteBasketID(portfolioNo);
+}
+
+void PortfoliosList::deleteCurrent()
+{
+    const QModelIndex current = ui->tableWidget->currentIndex();
+    if (!current.isValid()) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("请选择要删除的数据"), this);
+        return;
+    }
+    const QString no = numberOf(ui->tableWidget->getRowData(current.row()));
+    if (!PortfolioOrderMgr::GetInstance()->GetBatchNosState(no)) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("当前删除组合存在订单未完成，无法删除!"), this);
+        return;
+    }
+    if (!VeltraWidget::ShowQuestionMsgBox(QStringLiteral("确定删除选中的组合？"), this, 0))
+        return;
+    PortfolioDetailBasicInfo copy;
+    if (PortfolioDetailBasicInfo *detail = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(no))
+        copy = *detail;
+    else
+        copy.setPortfolioNo(no);
+    const QString rc = m_presenter ? m_presenter->DelPortfolio(copy) : QStringLiteral("后台未连接");
+    if (rc != QLatin1String("0")) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("编号为:") + no + QStringLiteral("数据删除错误!错误代码:") + rc, this);
+        return;
+    }
+    removeRow(no);
+    if (no == m_currentPortfolioNo)
+        slotTableClicked(ui->tableWidget->currentIndex());
+}
+
+void PortfoliosList::modifySequence(int targetRow, int sourceRow)
+{
+    RecordModel *model = ui->tableWidget->recordModel();
+    if (sourceRow < 0 || sourceRow >= model->rowCount())
+        return;
+    const RowRecord record = ui->tableWidget->getRowData(sourceRow);
+    ui->tableWidget->deleteRecordData(sourceRow);
+    ui->tableWidget->insertRecordData(targetRow, record);
+    qDebug() << "PortfoliosList::modifySequence" << "rowcount" << model->rowCount();
+    ui->tableWidget->setCurrentIndex(model->index(qMin(targetRow, model->rowCount() - 1), 0), true);
+}
+
+void PortfoliosList::reorder(const QString &item)
+{
+    QModelIndex index = ui->tableWidget->currentIndex();
+    if (index.row() == 0 && m_contextIndex.isValid() && m_contextIndex.row() != 0)
+        index = m_contextIndex;
+    if (!index.isValid())
+        return;
+    const int row = index.row();
+    const int rowCount = ui->tableWidget->recordModel()->rowCount();
+    if (item == QStringLiteral("置顶") && row >= 1)
+        modifySequence(0, row);
+    else if (item == QStringLiteral("上移") && row - 1 >= 0)
+        modifySequence(row - 1, row);
+    else if (item == QStringLiteral("下移") && row + 1 <= rowCount)
+        modifySequence(row + 1, row);
+    else if (item == QStringLiteral("置底") && row < rowCount)
+        modifySequence(rowCount - 1, row);
+}
+
+void PortfoliosList::onContextAction(QAction *action)
+{
+    const QString text = action->text();
+    if (text == QStringLiteral("复制"))
+        on_pushButton_copy_clicked();
+    else if (text == QStringLiteral("删除"))
+        deleteCurrent();
+    else
+        reorder(text);
+}
+
+void PortfoliosList::on_pushButton_type_clicked()
+{
+    m_templateMenu->popup(ui->pushButton_type->mapToGlobal(QPoint(0, ui->pushButton_type->height())));
+}
+
+void PortfoliosList::downloadTemplate(VeltraConstants::TemplateFileType type)
+{
+    QString error;
+    if (!VeltraUtils::DownloadTemplateFile(type, this, QString(), &error) && !error.isEmpty())
+        VeltraWidget::ShowErrorMsgBox(QStringLiteral("模板下载失败：%1").arg(error), this);
+}
+
+void PortfoliosList::on_menu_dlNormal_clicked()
+{
+    downloadTemplate(VeltraConstants::TemplateFileType::PortfolioNormal);
+}
+
+void PortfoliosList::on_menu_dlAlgo_clicked()
+{
+    downloadTemplate(VeltraConstants::TemplateFileType::PortfolioAlgo);
+}
+
+void PortfoliosList::startLiquidation()
+{
+    m_liquidationPending = true;
+    ui->pushButton_posCreate->setEnabled(false);
+    emit signalQueryPositionInfo(m_fundAccount, 0, 0);
+}
+
+void PortfoliosList::slotPositionListUpdate(QList<QMap<int, QVariantMap> > recordList)
+{
+    if (!m_liquidationPending) {
+        qDebug() << "PortfoliosList::slotPositionListUpdate no creation dialog open; records" << recordList.size();
+        return;
+    }
+    m_liquidationPending = false;
+    ui->pushButton_posCreate->setEnabled(true);
+    // Positions become portfolio lines through the position page's conversion, which
+    // comes with the account-data tabs; until then no position can be turned into a line.
+    VeltraWidget::ShowErrorMsgBox(QStringLiteral("一键清仓组合创建失败：未获取到可用持仓数据。"), this);
+}
+
+void PortfoliosList::slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList)
+{
+    qDebug() << "PortfoliosList::slotSecurityLoanUpdated no creation dialog open; records" << recordList.size();
+}
+
+void PortfoliosList::slotCouponInfoInfoUpdated(QList<QVariantMap> contractList)
+{
+    qDebug() << "PortfoliosList::slotCouponInfoInfoUpdated no creation dialog open; contracts" << contractList.size();
+}
+
+void PortfoliosList::slotShowWarningMsg(QString title, QString msg)
+{
+    Q_UNUSED(title)
+    VeltraWidget::ShowWarningMsgBox(msg, this);
+}
+
+void PortfoliosList::slotCreateWarning(QStringList lstSupport, QStringList lstUnSupport)
+{
+    if (lstUnSupport.isEmpty()) {
+        emit signalCreateClipboardPortfolio(lstSupport);
+        return;
+    }
+    QString text = QStringLiteral("组合交易不支持以下标的交易，请确认是否剔除以下标的创建组合(%1):\r\n")
+                       .arg(lstUnSupport.size());
+    QStringList named;
+    for (const QString &symbol : qAsConst(lstUnSupport))
+        named << symbol + QLatin1Char(' ') + CBusinessDataBase::GetInstance()->GetSecurityChineseName(symbol);
+    text += named.join(QStringLiteral("\r\n"));
+    if (VeltraWidget::ShowQuestionMsgBox(text, this, 0))
+        emit signalCreateClipboardPortfolio(lstSupport);
+}
+
+void PortfoliosList::slotAllETFListLoaded()
+{
+    qInfo() << "PortfoliosList::slotAllETFListLoaded ETF trees come with the creation dialog";
+}
+
+void PortfoliosList::slotInitTreeViewsDataFinished()
+{
+    qInfo() << "PortfoliosList::slotInitTreeViewsDataFinished ETF and industry trees come with the creation dialog";
+}

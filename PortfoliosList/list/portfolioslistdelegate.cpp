@@ -1,0 +1,89 @@
+#include "portfolioslistdelegate.h"
+
+#include "portfolioslist.h"
+#include "portfoliolistbasicinfo.h"
+#include "portfolionamerule.h"
+#include "recordmodel.h"
+#include "veltrawidget.h"
+
+#include <QDebug>
+#include <QLineEdit>
+
+namespace {
+constexpr int kNameColumn = 0;
+constexpr int kDetailColumn = 12;
+const QString kRemind = QStringLiteral("提醒");
+}
+
+portfolioslistdelegate::portfolioslistdelegate(PortfoliosList *list)
+    : TzItemModelDeletage(list)
+    , m_list(list)
+{
+}
+
+QWidget *portfolioslistdelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                                              const QModelIndex &index) const
+{
+    if (index.column() != kNameColumn)
+        return TzItemModelDeletage::createEditor(parent, option, index);
+    auto *edit = new QLineEdit(parent);
+    edit->setObjectName(QStringLiteral("portfolioNameEditor"));
+    edit->setMaxLength(PortfolioNameRule::maxLength);
+    // Enter or leaving the field ends the edit; the editor is persistent, so tell the
+    // view to commit by hand.
+    connect(edit, &QLineEdit::editingFinished, this, [this, edit] {
+        if (!edit->property("committing").toBool()) {
+            edit->setProperty("committing", true);
+            emit const_cast<portfolioslistdelegate *>(this)->commitData(edit);
+        }
+    });
+    return edit;
+}
+
+void portfolioslistdelegate::setEditorData(QWidget *editor, const QModelIndex &index) const
+{
+    if (index.column() != kNameColumn)
+        return TzItemModelDeletage::setEditorData(editor, index);
+    auto *edit = qobject_cast<QLineEdit *>(editor);
+    if (!edit) {
+        qDebug() << "portfolioslistdelegate::setEditorData no editor";
+        return;
+    }
+    edit->setText(index.data(Qt::DisplayRole).toString());
+}
+
+void portfolioslistdelegate::setModelData(QWidget *editor, QAbstractItemModel *model,
+                                          const QModelIndex &index) const
+{
+    if (index.column() != kNameColumn)
+        return TzItemModelDeletage::setModelData(editor, model, index);
+    auto *edit = qobject_cast<QLineEdit *>(editor);
+    const QString name = edit ? edit->text() : QString();
+    const QString oldName = index.data(Qt::DisplayRole).toString();
+    if (name == oldName) {
+        // Nothing to change: just close the editor.
+    } else if (name.isEmpty()) {
+        VeltraWidget::ShowMsgBox(kRemind, QStringLiteral("组合名称不可为空！"), m_list);
+    } else if (const QString problem = PortfolioNameRule::check(name); !problem.isEmpty()) {
+        VeltraWidget::ShowMsgBox(kRemind, problem, m_list);
+    } else if (PortfolioListBasicInfo::GetInstance()->getAllPortfolioName().contains(name)) {
+        VeltraWidget::ShowMsgBox(kRemind, QStringLiteral("组合名称重复，请修改!"), m_list);
+    } else {
+        PortfolioDetailBasicInfo detail = model->index(index.row(), kDetailColumn)
+                                              .data(Qt::UserRole)
+                                              .value<PortfolioDetailBasicInfo>();
+        if (!model->index(index.row(), kDetailColumn).isValid()) {
+            // Column 12 lies beyond the shown columns; read it from the row record.
+            auto *records = qobject_cast<RecordModel *>(model);
+            if (records)
+                detail = records->record(index.row()).value(kDetailColumn).value(RecordRole::user)
+                             .value<PortfolioDetailBasicInfo>();
+        }
+        detail.setName(name);
+        const QString rc = m_list->modifyPortfolioName(detail);
+        if (rc != QLatin1String("0"))
+            VeltraWidget::ShowMsgBox(kRemind, rc, m_list);
+    }
+    // The view deletes a closed editor later, so closing it from inside its commit is safe.
+    m_list->slotClosePersistentEditor();
+}

@@ -1,0 +1,98 @@
+// Changing a portfolio's basic data from the list: in-place renaming (through the
+// delegate) and the modify dialog. Both go to the back end before store and row change.
+
+#include "portfolioslist.h"
+#include "ui_portfolioslist.h"
+
+#include "bdportfoliomodify.h"
+#include "portfolioslistpresenterclass.h"
+#include "portfoliolistbasicinfo.h"
+#include "tzdialog.h"
+#include "veltrawidget.h"
+
+#include <QDebug>
+
+QString PortfoliosList::ensureStrategy(PortfolioDetailBasicInfo &detail)
+{
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    if (PortfolioStrategyInfo *known = store->GetStrategyInfoByName(detail.StrategyName())) {
+        detail.setStrategyID(known->StrategyNo());
+        return QStringLiteral("0");
+    }
+    PortfolioStrategyInfo strategy;
+    strategy.setStrategyName(detail.StrategyName());
+    const QString rc = m_presenter->AlterStrategy(strategy, true);
+    if (rc != QLatin1String("0"))
+        return rc;
+    store->AddStrategyInfo(strategy);
+    detail.setStrategyID(strategy.StrategyNo());
+    return rc;
+}
+
+void PortfoliosList::storeChanged(const PortfolioDetailBasicInfo &detail)
+{
+    PortfolioListBasicInfo::GetInstance()->AddPortfolioDetail(detail);
+    ui->tableWidget->updataRecordData(buildRow(detail));
+    m_presenter->PutPortfolioChangedEvent(detail.PortfolioNo());
+}
+
+QString PortfoliosList::modifyPortfolioName(PortfolioDetailBasicInfo &baseInfo)
+{
+    if (!m_presenter)
+        return QStringLiteral("后台未连接");
+    QString rc = ensureStrategy(baseInfo);
+    if (rc != QLatin1String("0"))
+        return QStringLiteral("修改策略信息失败，错误原因：") + rc;
+    rc = m_presenter->AlterPortfolio(baseInfo, false);
+    if (rc != QLatin1String("0"))
+        return QStringLiteral("修改组合信息失败，错误原因：") + rc;
+    storeChanged(baseInfo);
+    return rc;
+}
+
+void PortfoliosList::slotModifyPortfolioLst(PortfolioDetailBasicInfo detailInfo)
+{
+    m_lastModifyOk = false;
+    if (!m_presenter)
+        return;
+    QString rc = ensureStrategy(detailInfo);
+    if (rc != QLatin1String("0")) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("创建组合关联策略标签失败。错误代码：") + rc, this);
+        return;
+    }
+    rc = m_presenter->AlterPortfolio(detailInfo, false);
+    if (rc != QLatin1String("0")) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("修改组合信息失败，错误原因：") + rc, this);
+        return;
+    }
+    storeChanged(detailInfo);
+    m_lastModifyOk = true;
+}
+
+void PortfoliosList::on_pushButton_modfiy_clicked()
+{
+    const QModelIndex current = ui->tableWidget->currentIndex();
+    if (!current.isValid()) {
+        VeltraWidget::ShowTipMsgBox(QStringLiteral("请单击表格某一行！"), this);
+        return;
+    }
+    const QString no = ui->tableWidget->getRowData(current.row()).value(8).value(RecordRole::display).toString();
+    PortfolioDetailBasicInfo *stored = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(no);
+    if (!stored)
+        return;
+    TzDialog dialog(this);
+    dialog.setTitle(QStringLiteral("修改组合"));
+    dialog.setResizable(false);
+    auto *body = new BDPortfolioModify(&dialog);
+    body->setDetail(*stored);
+    dialog.setBody(body);
+    connect(body, &BDPortfolioModify::signalModifyPortfolioData, this, [this, &dialog](PortfolioDetailBasicInfo d) {
+        slotModifyPortfolioLst(d);
+        if (m_lastModifyOk)
+            dialog.accept();
+    });
+    connect(body, &BDPortfolioModify::singnalPushBtnClose, &dialog, [&dialog](bool) { dialog.reject(); });
+    m_modifyDialog = &dialog;
+    dialog.exec();
+    m_modifyDialog = nullptr;
+}

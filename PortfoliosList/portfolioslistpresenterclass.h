@@ -1,0 +1,110 @@
+#pragma once
+
+#include "portfoliodetailbasicinfo.h"
+#include "showtype.h"
+#include "tzportfolioquote.h"
+#include "tzpresenterclass.h"
+
+#include <QList>
+#include <QMap>
+#include <QReadWriteLock>
+#include <QSet>
+#include <QStringList>
+#include <QVariantMap>
+
+class CMessageCommon;
+
+// The page's one link to the platform: keeps the portfolio store in step with the back
+// end, turns bus events and market records into signals for the list, subscribes quotes,
+// and sends every portfolio change to the back end before anything else sees it.
+class PortfoliosListPresenterClass : public TzPresenterClass
+{
+    Q_OBJECT
+
+public:
+    explicit PortfoliosListPresenterClass(QObject *parent = nullptr);
+    ~PortfoliosListPresenterClass() override;
+
+    // Subscribes to the page's messages and events, once.
+    void registerMessages();
+
+    // Back-end requests. Each returns "0" on success, else the text to show.
+    QString AddPortfolio(PortfolioDetailBasicInfo &detail);
+    QString AlterPortfolio(PortfolioDetailBasicInfo &detail, bool bCreate);
+    QString AlterStrategy(PortfolioStrategyInfo &strategy, bool bCreate);
+    QString AlterPortfolioDetail(PortfolioDetailBasicInfo &detail, bool bCreate);
+    QString ClearPortfolioDetail(const PortfolioDetailBasicInfo &detail);
+    QString DelPortfolio(const PortfolioDetailBasicInfo &detail);
+    QString DelPortfolioList(QStringList portfolioNos);
+
+    // Event to the other pages: the user picked this portfolio in the list.
+    void PutPortfolioClickEvent(const QString &portfolioNo);
+    // Event to the other pages: this page created or changed the portfolio.
+    void PutPortfolioChangedEvent(const QString &portfolioNo);
+
+    // Auto-import settings (re-read when the settings change).
+    void applyScanCfg();
+    void scanDir();
+    bool DealCacheDataByClipboard();
+    void queryPositionInfo(const QString &tradingAccount, const int &iPosType);
+
+    ShowType currentShowType() const { return m_showType; }
+
+signals:
+    void quotationInfoUpdate(TzPortfolioQuote quote);
+    void OnNewExecutionReport(TzPortfolioExecutionReport report);
+    void OnPortfolioDelete(QString portfolioNo);
+    void OnPortfolioNewOrCreate(QString portfolioNo);
+    void OnPositionUpdate(QVariantMap positionDetail);
+    void CoreDataInitialized(bool bAutoSelect);
+    void signalAllETFListLoaded();
+    void signalInitTreeViewsDataFinished();
+    void signalPositionListUpdate(QList<QMap<int, QVariantMap> > recordList);
+    void signalSecurityLoanInfoUpdated(QList<QMap<int, QVariantMap> > recordList);
+    void signalCouponInfoInfoUpdated(QList<QVariantMap> contractList);
+    void signalScanFlagChanged(bool bStart);
+    void signalShowTypeChanged(ShowType showType);
+    void signalScanCfgChanged();
+    void signalClipboardMsg(QStringList lstSymbols);
+    void signalShowWarningMsg(QString title, QString msg);
+    void signalCreateWarning(QStringList lstSupport, QStringList lstUnSupport);
+    void signalDataLoadState(int iState);
+    void signalTradingAccountChanged(QString fundAccount, QString tradingAccount);
+
+public slots:
+    void slotSubscribeSecurityQuotation(const QVariantList &symbols);
+    void slotOnPortfolioImported(QString portfolioNo);
+    void slotInitCoreData();
+    void slotQueryPositionInfoAndFundInfo(QString tradingAccount, int iPosTarType, int iPosType);
+    void slotQurMarginInfoData(QString tradingAccount);
+    void slotQueryCouponInfo(QString tradingAccount, QString strTime);
+    int slotCreateClipboardPortfolio(QStringList lstSymbols);
+    void slotRefreshPortfoliosList();
+
+private slots:
+    void slotFileParseFinished(QString filePath, QString portNo);
+    void slotScanFlagChanged(bool bStart);
+    void slotClipboardMsg(QStringList lstSymbols);
+
+protected:
+    void ProcEventMsg(QString source, QVariant type, QVariant message) override;
+    void ProcMarketRecords(const QList<QVariantMap> &records) override;
+
+private:
+    // Sends one request; on a transport result other than 0 returns false with the
+    // time-out text or the transport code in error.
+    int sendRequest(CMessageCommon &message, QVariant &reply);
+    void putEvent(int type, const QVariantMap &fields);
+    void subscribeStoredPortfolios();
+
+    bool m_registered = false;
+    ShowType m_showType = ShowPlain;
+    QReadWriteLock m_coreLock;
+
+    // Auto-import settings, guarded by m_scanLock.
+    QReadWriteLock m_scanLock;
+    bool m_scanFlag = false;
+    QString m_scanDir;
+    bool m_deleteFlag = false;
+    QString m_backupDir;
+};

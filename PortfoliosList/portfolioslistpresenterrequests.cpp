@@ -1,0 +1,264 @@
+// Portfolio requests of the presenter: every change is made on the back end first; only
+// an answer of success lets the caller change the store and the table.
+
+#include "portfolioslistpresenterclass.h"
+
+#include "businessdatainterface.h"
+#include "cbusinessdatabase.h"
+#include "ceventmessagecommon.h"
+#include "cmessagecommon.h"
+#include "cpackmessagecommon.h"
+#include "cunpackmessagecommon.h"
+#include "fieldkeys.h"
+#include "msgtypes.h"
+#include "portfoliolistbasicinfo.h"
+
+#include <QDebug>
+#include <QJsonDocument>
+
+namespace {
+
+const QString kCreate = QStringLiteral("c");
+const QString kUpdate = QStringLiteral("u");
+const QString kTimeout = QStringLiteral("请求超时");
+
+// The exchange a line is sent with: the line's own market when the security trades
+// there, else the security's first market; empty when the symbol is unknown.
+QString exchangeOf(const PortfolioItem &item)
+{
+    const QStringList markets = CBusinessDataBase::GetInstance()->GetSecurityExchangeBySymbol(item.Symbol());
+    if (markets.contains(item.SymbolExchange()))
+        return item.SymbolExchange();
+    return markets.value(0);
+}
+
+} // namespace
+
+int PortfoliosListPresenterClass::sendRequest(CMessageCommon &message, QVariant &reply)
+{
+    return sendRequest_Sync(&message, reply);
+}
+
+QString PortfoliosListPresenterClass::AlterPortfolio(PortfolioDetailBasicInfo &detail, bool bCreate)
+{
+    const QJsonDocument extension = QJsonDocument::fromVariant(detail.ExtensionDescription());
+    if (extension.isNull())
+        return QStringLiteral("扩展参数错误，无法转换成指定格式。");
+
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::alterType, bCreate ? kCreate : kUpdate);
+    body.AddVaule(RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount());
+    body.AddVaule(RequestField::strategyNo, detail.StrategyID());
+    body.AddVaule(RequestField::portfolioNo, detail.PortfolioNo());
+    body.AddVaule(RequestField::portfolioName, detail.Name());
+    body.AddVaule(RequestField::defaultBasketSize, detail.DefaultNum());
+    body.AddVaule(RequestField::msgType, MsgType::alterPortfolioRequest);
+    body.AddVaule(RequestField::portfolioExtensionDescription,
+                  QString::fromUtf8(extension.toJson(QJsonDocument::Compact)));
+    CMessageCommon message;
+    message.SetSrcid(pluginPid());
+    message.SetType(MsgType::alterPortfolioRequest);
+    message.SetMsg(body.GetPackedMsg(false));
+    qDebug().noquote() << "qrx's Tag:XXXXX31 AlterPortfolio" << body.GetPackedMsg(true).toString();
+
+    QVariant reply;
+    const int rc = sendRequest(message, reply);
+    if (rc == 1)
+        return kTimeout;
+    CUnPackMessageCommon answer;
+    answer.SetUnPackMsg(reply);
+    if (rc != 0)
+        return answer.GetValue(RequestField::textDescription).toString();
+    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+        const QString text = answer.GetValue(RequestField::textDescription).toString();
+        qInfo().noquote() << "AlterPortfolio:" << detail.PortfolioNo() << ". error msg:" << text;
+        return text;
+    }
+    if (bCreate)
+        detail.setPortfolioNo(answer.GetValue(RequestField::portfolioNo).toString());
+    return QStringLiteral("0");
+}
+
+QString PortfoliosListPresenterClass::AlterStrategy(PortfolioStrategyInfo &strategy, bool bCreate)
+{
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::alterType, bCreate ? kCreate : kUpdate);
+    body.AddVaule(RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount());
+    body.AddVaule(RequestField::strategyNo, strategy.StrategyNo());
+    body.AddVaule(RequestField::strategyName, strategy.StrategyName());
+    body.AddVaule(RequestField::strategyType, strategy.StrategyType());
+    body.AddVaule(RequestField::StrategyManaStatus, strategy.StrategyManaStatus());
+    body.AddVaule(RequestField::msgType, MsgType::alterStrategyRequest);
+    CMessageCommon message;
+    message.SetSrcid(pluginPid());
+    message.SetType(MsgType::alterStrategyRequest);
+    message.SetMsg(body.GetPackedMsg(false));
+    qDebug().noquote() << "AlterStrategy" << body.GetPackedMsg(true).toString();
+
+    QVariant reply;
+    const int rc = sendRequest(message, reply);
+    if (rc == 1)
+        return kTimeout;
+    CUnPackMessageCommon answer;
+    answer.SetUnPackMsg(reply);
+    if (rc != 0)
+        return answer.GetValue(RequestField::textDescription).toString();
+    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+        const QString text = answer.GetValue(RequestField::textDescription).toString();
+        qInfo().noquote() << "AlterStrategy:" << strategy.StrategyName() << ". error msg:" << text;
+        return text;
+    }
+    if (bCreate)
+        strategy.setStrategyNo(answer.GetValue(RequestField::strategyNo).toString());
+    return QStringLiteral("0");
+}
+
+QString PortfoliosListPresenterClass::AlterPortfolioDetail(PortfolioDetailBasicInfo &detail, bool bCreate)
+{
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::alterType, bCreate ? kCreate : kUpdate);
+    body.AddVaule(RequestField::portfolioNo, detail.PortfolioNo());
+    body.AddVaule(RequestField::msgType, MsgType::alterPortfolioDetailRequest);
+    const QList<PortfolioItem> items = detail.SymbolList();
+    CBusinessDataBase *business = CBusinessDataBase::GetInstance();
+    QVariantList symbols;
+    for (const PortfolioItem &item : items) {
+        const QString exchange = exchangeOf(item);
+        if (exchange.isEmpty())
+            return QStringLiteral("组合详情插入错误，组合号%1，代码%2找不到市场").arg(detail.PortfolioNo(), item.Symbol());
+        body.AddRow();
+        body.AddRowVaule({{RequestField::securityID,
+                           business->getSecurityIDBySymbol(item.Symbol(), exchange, SecurityIDSource::securityID)},
+                          {RequestField::securityExchange, exchange},
+                          {RequestField::side, item.Side()},
+                          {RequestField::tradeQty, item.Quantity()},
+                          {RequestField::positionWeight, item.RelWeight()},
+                          {RequestField::entrustType, item.PortEntrustType()},
+                          {RequestField::batchEntrustProp, item.PortEntrustProp()},
+                          {RequestField::customerPrice, item.CustomerOrderPrice()},
+                          {RequestField::limitPrice, item.AlgoLimitPrice()}});
+        symbols.append(item.Symbol());
+    }
+    body.AddVaule(RequestField::subGroupNumber, items.size());
+    CMessageCommon message;
+    message.SetSrcid(pluginPid());
+    message.SetType(MsgType::alterPortfolioDetailRequest);
+    message.SetMsg(body.GetPackedMsg(false));
+    qDebug().noquote() << "AlterPortfolioDetail" << detail.PortfolioNo() << "lines" << items.size();
+
+    QVariant reply;
+    const int rc = sendRequest(message, reply);
+    if (rc == 1)
+        return kTimeout;
+    CUnPackMessageCommon answer;
+    answer.SetUnPackMsg(reply);
+    if (rc != 0)
+        return answer.GetValue(RequestField::textDescription).toString();
+    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+        const QString text = answer.GetValue(RequestField::textDescription).toString();
+        qInfo().noquote() << "AlterPortfolioDetail:" << detail.PortfolioNo() << ". error msg:" << text;
+        return text;
+    }
+    if (!symbols.isEmpty())
+        BusinessDataInterface::SubscribeSecurityQuotation(this, symbols, 1, 1);
+    return QStringLiteral("0");
+}
+
+QString PortfoliosListPresenterClass::ClearPortfolioDetail(const PortfolioDetailBasicInfo &detail)
+{
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::portfolioNo, detail.PortfolioNo());
+    body.AddVaule(RequestField::msgType, MsgType::deletePortfolioDetailRequest);
+    CMessageCommon message;
+    message.SetSrcid(pluginPid());
+    message.SetType(MsgType::deletePortfolioDetailRequest);
+    message.SetMsg(body.GetPackedMsg(false));
+    QVariant reply;
+    const int rc = sendRequest(message, reply);
+    if (rc != 0)
+        return QStringLiteral("清除组合明细信息发送失败。错误代码：") + QString::number(rc);
+    CUnPackMessageCommon answer;
+    answer.SetUnPackMsg(reply);
+    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+        const QString text = answer.GetValue(RequestField::textDescription).toString();
+        qInfo().noquote() << "ClearPortfolioDetail:" << detail.PortfolioNo() << ". error msg:" << text;
+        return text;
+    }
+    return QStringLiteral("0");
+}
+
+QString PortfoliosListPresenterClass::AddPortfolio(PortfolioDetailBasicInfo &detail)
+{
+    PortfolioDetailBasicInfo copy = detail;
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    if (PortfolioStrategyInfo *known = store->GetStrategyInfoByName(copy.StrategyName())) {
+        copy.setStrategyID(known->StrategyNo());
+        detail.setStrategyID(known->StrategyNo());
+    } else {
+        PortfolioStrategyInfo strategy;
+        strategy.setStrategyName(copy.StrategyName());
+        const QString rc = AlterStrategy(strategy, true);
+        if (rc != QLatin1String("0")) {
+            const QString text = QStringLiteral("创建组合关联策略标签失败。错误代码：") + rc;
+            qInfo().noquote() << text;
+            return text;
+        }
+        store->AddStrategyInfo(strategy);
+        copy.setStrategyID(strategy.StrategyNo());
+        detail.setStrategyID(strategy.StrategyNo());
+    }
+
+    const QString header = AlterPortfolio(copy, true);
+    if (header != QLatin1String("0"))
+        return QStringLiteral("创建组合信息失败1，错误原因：") + header;
+
+    detail.setPortfolioNo(copy.PortfolioNo());
+    const QString lines = AlterPortfolioDetail(copy, true);
+    if (lines == QLatin1String("0"))
+        return lines;
+
+    const QString text = QStringLiteral("创建组合明细失败2，错误原因：") + lines;
+    qInfo().noquote() << text;
+    DelPortfolio(copy);  // roll back the header; its own result does not change the answer
+    return text;
+}
+
+QString PortfoliosListPresenterClass::DelPortfolio(const PortfolioDetailBasicInfo &detail)
+{
+    const QString rc = DelPortfolioList({detail.PortfolioNo()});
+    if (rc != QLatin1String("0")) {
+        const QString text = QStringLiteral("删除组合失败。错误代码：") + rc;
+        qInfo().noquote() << text;
+        return text;
+    }
+    putEvent(PORTFOLIO_DELETED, {{RequestField::portfolioNo, detail.PortfolioNo()}});
+    return rc;
+}
+
+QString PortfoliosListPresenterClass::DelPortfolioList(QStringList portfolioNos)
+{
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount());
+    body.AddVaule(RequestField::msgType, MsgType::deletePortfolioRequest);
+    body.AddVaule(RequestField::subGroupNumber, portfolioNos.size());
+    for (const QString &no : qAsConst(portfolioNos)) {
+        body.AddRow();
+        body.AddRowVaule(RequestField::portfolioNo, no);
+    }
+    CMessageCommon message;
+    message.SetSrcid(pluginPid());
+    message.SetType(MsgType::deletePortfolioRequest);
+    message.SetMsg(body.GetPackedMsg(false));
+    QVariant reply;
+    const int rc = sendRequest(message, reply);
+    if (rc != 0)
+        return QStringLiteral("删除组合列表发送失败。错误代码：") + QString::number(rc);
+    CUnPackMessageCommon answer;
+    answer.SetUnPackMsg(reply);
+    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+        const QString text = answer.GetValue(RequestField::textDescription).toString();
+        qInfo().noquote() << "DelPortfolioList:" << portfolioNos.join(QLatin1Char(',')) << ". error msg:" << text;
+        return text;
+    }
+    return QStringLiteral("0");
+}

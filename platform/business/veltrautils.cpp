@@ -1,0 +1,53 @@
+#include "veltrautils.h"
+
+#include "portfoliotemplatewriter.h"
+
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMutex>
+#include <QStandardPaths>
+
+namespace {
+
+QMutex g_hookMutex;
+VeltraUtils::SaveFileNameHook g_saveFileNameHook;
+
+QString askSaveFileName(QWidget *parent, const QString &caption, const QString &suggestedName)
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return QFileDialog::getSaveFileName(parent, caption, QDir(folder).filePath(suggestedName),
+                                        QStringLiteral("Excel 工作簿 (*.xlsx)"));
+}
+
+} // namespace
+
+void VeltraUtils::setSaveFileNameHook(SaveFileNameHook hook)
+{
+    QMutexLocker lock(&g_hookMutex);
+    g_saveFileNameHook = std::move(hook);
+}
+
+bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, QWidget *parent,
+                                       const QString &filePath, QString *error)
+{
+    if (error)
+        error->clear();
+    QString path = filePath;
+    if (path.isEmpty()) {
+        SaveFileNameHook hook;
+        {
+            QMutexLocker lock(&g_hookMutex);
+            hook = g_saveFileNameHook;
+        }
+        const QString caption = PortfolioTemplateWriter::caption(type);
+        const QString suggested = PortfolioTemplateWriter::suggestedFileName(type);
+        path = hook ? hook(parent, caption, suggested) : askSaveFileName(parent, caption, suggested);
+        if (path.isEmpty())
+            return false;
+        // The dialog's filter does not add the suffix on every platform.
+        if (QFileInfo(path).suffix().compare(QLatin1String("xlsx"), Qt::CaseInsensitive) != 0)
+            path += QStringLiteral(".xlsx");
+    }
+    return PortfolioTemplateWriter::write(type, path, error);
+}

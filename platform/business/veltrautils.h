@@ -1,0 +1,85 @@
+#pragma once
+
+#include "tzplatform_global.h"
+
+#include "showtype.h"
+
+#include <QPoint>
+#include <QString>
+#include <functional>
+
+class QWidget;
+
+namespace VeltraConstants {
+
+// Blank import files the user can download, fill in and import again.
+enum class TemplateFileType {
+    PortfolioNormal,     // lines of an ordinary portfolio
+    PortfolioAlgo,       // lines plus the algorithm that works the portfolio
+    PortfolioPosAdjust,  // target holdings for a position adjustment
+};
+
+} // namespace VeltraConstants
+
+// Business-message panel entries: how urgent, about what, and where it came from.
+enum class BusiMsgLevel { Info, Warning, Error, Emergency };
+enum class BusiMsgType { SystemMsg, PortfolioMsg, TradeMsg };
+enum class BusiMsgItem { TagMenu, TagOrder, TagSystem };
+
+// Small client-wide helpers that pages call directly. Each group keeps its own section
+// below; state, where a group needs any, lives in the .cpp.
+class TZPLATFORM_EXPORT VeltraUtils
+{
+public:
+    // ---- Import templates ------------------------------------------------------------
+
+    // Asks where to save (unless filePath is given) and writes the template there.
+    // False when the user cancels (error stays empty) or the file cannot be written
+    // (error says why).
+    static bool DownloadTemplateFile(VeltraConstants::TemplateFileType type, QWidget *parent,
+                                     const QString &filePath = QString(),
+                                     QString *error = nullptr);
+
+    // Replaces the save dialog, e.g. in tests; an empty function restores the dialog.
+    // The hook returns the chosen path, or an empty text when the user cancels.
+    using SaveFileNameHook = std::function<QString(QWidget *parent, const QString &caption,
+                                                   const QString &suggestedName)>;
+    static void setSaveFileNameHook(SaveFileNameHook hook);
+
+    // ---- Quantity display --------------------------------------------------------------
+
+    // Formats a numeric text for a table by the show type: ShowPlain leaves it as it is,
+    // ShowThousands groups the integer part by three digits ("1,234,567.89"), ShowWanYi
+    // writes values of 10^4 and more in 万 and of 10^8 and more in 亿 with two decimals
+    // ("123.46万", "1.23亿"). A text that is not a number is returned unchanged.
+    static QString TransQtyShowType(const QString &text, ShowType showType);
+    // The show type chosen in the settings ("Display/QtyShowType", default ShowPlain).
+    static ShowType GetCurrentShowType();
+
+    // ---- Business messages ------------------------------------------------------------
+
+    // Puts a line on the host window's business-message panel (from any thread) and in
+    // the log. code and errorNo are the business code and error number shown with it.
+    static void PutBusiMsg(BusiMsgLevel level, BusiMsgType type, BusiMsgItem item,
+                           const QString &text, const QString &code = QString(),
+                           const QString &errorNo = QString());
+    // The host installs the panel's sink; it is called on the thread that put the message.
+    using BusiMsgSink = std::function<void(BusiMsgLevel, const QString &line)>;
+    static void setBusiMsgSink(BusiMsgSink sink);
+
+    // ---- File dialogs and placement ---------------------------------------------------
+
+    // Asks for a table file to read (.xlsx or .csv), starting in directory or else in the
+    // folder used last, which it remembers. format 0 offers both types, 1 only .xlsx,
+    // 2 only .csv. Empty when the user cancels.
+    static QString GetOpenTableFileName(QWidget *parent, const QString &caption,
+                                        const QString &directory, int format);
+    using OpenFileNameHook = std::function<QString(QWidget *parent, const QString &caption,
+                                                   const QString &directory, const QString &filter)>;
+    static void setOpenFileNameHook(OpenFileNameHook hook);
+    // Where to show a dialog of this size over the widget: centred on it, kept on screen.
+    static QPoint GetWidgetPos(QWidget *anchor, const QSize &dialogSize);
+
+private:
+    VeltraUtils() = delete;
+};

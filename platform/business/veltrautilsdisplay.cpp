@@ -1,0 +1,158 @@
+// VeltraUtils: quantity display, business messages, file dialogs and placement.
+
+#include "veltrautils.h"
+
+#include "tzcore.h"
+
+#include <QApplication>
+#include <QDateTime>
+#include <QDebug>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLocale>
+#include <QMutex>
+#include <QScreen>
+#include <QSettings>
+#include <QWidget>
+#include <cmath>
+
+namespace {
+
+QMutex g_mutex;
+VeltraUtils::BusiMsgSink g_busiSink;
+VeltraUtils::OpenFileNameHook g_openHook;
+
+QString grouped(const QString &integerDigits)
+{
+    QString out;
+    const int n = integerDigits.size();
+    for (int i = 0; i < n; ++i) {
+        if (i > 0 && (n - i) % 3 == 0)
+            out += QLatin1Char(',');
+        out += integerDigits.at(i);
+    }
+    return out;
+}
+
+const char *levelText(BusiMsgLevel level)
+{
+    switch (level) {
+    case BusiMsgLevel::Info: return "信息";
+    case BusiMsgLevel::Warning: return "警告";
+    case BusiMsgLevel::Error: return "错误";
+    case BusiMsgLevel::Emergency: return "紧急";
+    }
+    return "";
+}
+
+} // namespace
+
+QString VeltraUtils::TransQtyShowType(const QString &text, ShowType showType)
+{
+    if (showType == ShowPlain)
+        return text;
+    bool ok = false;
+    const double value = text.toDouble(&ok);
+    if (!ok || !std::isfinite(value))
+        return text;
+    if (showType == ShowWanYi) {
+        const double magnitude = std::abs(value);
+        if (magnitude >= 1e8)
+            return QString::number(value / 1e8, 'f', 2) + QStringLiteral("亿");
+        if (magnitude >= 1e4)
+            return QString::number(value / 1e4, 'f', 2) + QStringLiteral("万");
+        return text;
+    }
+    // Thousands separators on the integer part; the decimals stay as they were written.
+    QString body = text.trimmed();
+    QString sign;
+    if (body.startsWith(QLatin1Char('-')) || body.startsWith(QLatin1Char('+'))) {
+        sign = body.left(1);
+        body = body.mid(1);
+    }
+    const int dot = body.indexOf(QLatin1Char('.'));
+    const QString integer = dot < 0 ? body : body.left(dot);
+    const QString fraction = dot < 0 ? QString() : body.mid(dot);
+    for (QChar c : integer) {
+        if (!c.isDigit())
+            return text;  // exponent forms and the like stay as they are
+    }
+    return sign + grouped(integer) + fraction;
+}
+
+ShowType VeltraUtils::GetCurrentShowType()
+{
+    const int value = TzCore::settings()->value(QStringLiteral("Display/QtyShowType"), int(ShowPlain)).toInt();
+    return value == ShowThousands ? ShowThousands : value == ShowWanYi ? ShowWanYi : ShowPlain;
+}
+
+void VeltraUtils::PutBusiMsg(BusiMsgLevel level, BusiMsgType type, BusiMsgItem item, const QString &text,
+                             const QString &code, const QString &errorNo)
+{
+    Q_UNUSED(type)
+    Q_UNUSED(item)
+    QString line = QStringLiteral("%1 [%2] %3")
+                       .arg(QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss")),
+                            QString::fromUtf8(levelText(level)), text);
+    if (!code.isEmpty() || !errorNo.isEmpty())
+        line += QStringLiteral("（%1 %2）").arg(code, errorNo).replace(QStringLiteral(" ）"), QStringLiteral("）"));
+    qInfo().noquote() << "VeltraUtils::PutBusiMsg" << line;
+    BusiMsgSink sink;
+    {
+        QMutexLocker lock(&g_mutex);
+        sink = g_busiSink;
+    }
+    if (sink)
+        sink(level, line);
+}
+
+void VeltraUtils::setBusiMsgSink(BusiMsgSink sink)
+{
+    QMutexLocker lock(&g_mutex);
+    g_busiSink = std::move(sink);
+}
+
+QString VeltraUtils::GetOpenTableFileName(QWidget *parent, const QString &caption, const QString &directory,
+                                          int format)
+{
+    const QString filter = format == 1 ? QStringLiteral("Excel 工作簿 (*.xlsx)")
+        : format == 2                  ? QStringLiteral("CSV 文件 (*.csv)")
+                                       : QStringLiteral("表格文件 (*.xlsx *.csv)");
+    QSettings *settings = TzCore::settings();
+    const QString key = QStringLiteral("Dialogs/LastTableFolder");
+    const QString start = directory.isEmpty() ? settings->value(key, QDir::homePath()).toString() : directory;
+    OpenFileNameHook hook;
+    {
+        QMutexLocker lock(&g_mutex);
+        hook = g_openHook;
+    }
+    const QString path = hook ? hook(parent, caption, start, filter)
+                              : QFileDialog::getOpenFileName(parent, caption, start, filter);
+    if (!path.isEmpty())
+        settings->setValue(key, QFileInfo(path).absolutePath());
+    return path;
+}
+
+void VeltraUtils::setOpenFileNameHook(OpenFileNameHook hook)
+{
+    QMutexLocker lock(&g_mutex);
+    g_openHook = std::move(hook);
+}
+
+QPoint VeltraUtils::GetWidgetPos(QWidget *anchor, const QSize &dialogSize)
+{
+    QRect area = QGuiApplication::primaryScreen() ? QGuiApplication::primaryScreen()->availableGeometry()
+                                                  : QRect(0, 0, 1280, 800);
+    QPoint centre = area.center();
+    if (anchor) {
+        const QWidget *window = anchor->window();
+        centre = window->mapToGlobal(window->rect().center());
+        if (QScreen *screen = window->screen())
+            area = screen->availableGeometry();
+    }
+    QPoint pos(centre.x() - dialogSize.width() / 2, centre.y() - dialogSize.height() / 2);
+    pos.setX(qBound(area.left(), pos.x(), qMax(area.left(), area.right() - dialogSize.width())));
+    pos.setY(qBound(area.top(), pos.y(), qMax(area.top(), area.bottom() - dialogSize.height())));
+    return pos;
+}
