@@ -66,6 +66,13 @@ void PortfoliosListPresenterClass::ProcEventMsg(QString source, QVariant type, Q
     if (msgType == PORTFOLIO_NEW_OR_UPDATE) {
         const QString portfolioNo = unpack.GetValue(RequestField::portfolioNo).toString();
         qInfo().noquote() << QStringLiteral("组合列表收到新组合创建/更新消息，组合号：%1").arg(portfolioNo);
+        // The change was made elsewhere (another page or desk): bring the store up to
+        // date first, so the list finds the new state when it refills.
+        {
+            QWriteLocker lock(&m_coreLock);
+            if (PortfolioListBasicInfo::GetInstance()->tryLockAndInit(this, true) == 0)
+                subscribeStoredPortfolios();
+        }
         emit OnPortfolioNewOrCreate(portfolioNo);
         return;
     }

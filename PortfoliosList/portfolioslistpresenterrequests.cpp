@@ -15,6 +15,7 @@
 
 #include <QDebug>
 #include <QJsonDocument>
+#include <cmath>
 
 namespace {
 
@@ -32,6 +33,50 @@ QString exchangeOf(const PortfolioItem &item)
     return markets.value(0);
 }
 
+// Whether JSON can carry the value as it is: null, booleans, finite numbers, texts, and
+// lists and maps of these. Anything else (a point, a NaN, a widget pointer) would be
+// written as null and lose the trader's data.
+bool jsonCarries(const QVariant &value)
+{
+    switch (value.userType()) {
+    case QMetaType::UnknownType:
+    case QMetaType::Nullptr:
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::QString:
+    case QMetaType::QStringList:
+        return true;
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return std::isfinite(value.toDouble());
+    case QMetaType::QVariantList:
+        for (const QVariant &v : value.toList()) {
+            if (!jsonCarries(v))
+                return false;
+        }
+        return true;
+    case QMetaType::QVariantMap:
+        for (const QVariant &v : value.toMap()) {
+            if (!jsonCarries(v))
+                return false;
+        }
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The extension map as a JSON document; a null document when a value cannot be carried.
+QJsonDocument extensionDocument(const QVariantMap &extension)
+{
+    if (!jsonCarries(extension))
+        return QJsonDocument();
+    return QJsonDocument::fromVariant(extension);
+}
+
 } // namespace
 
 int PortfoliosListPresenterClass::sendRequest(CMessageCommon &message, QVariant &reply)
@@ -41,7 +86,7 @@ int PortfoliosListPresenterClass::sendRequest(CMessageCommon &message, QVariant 
 
 QString PortfoliosListPresenterClass::AlterPortfolio(PortfolioDetailBasicInfo &detail, bool bCreate)
 {
-    const QJsonDocument extension = QJsonDocument::fromVariant(detail.ExtensionDescription());
+    const QJsonDocument extension = extensionDocument(detail.ExtensionDescription());
     if (extension.isNull())
         return QStringLiteral("扩展参数错误，无法转换成指定格式。");
 

@@ -43,6 +43,7 @@ public:
     void unsubscribe(quint64 clientId, const QStringList &symbols);
     // Drops every subscription of a client that has gone.
     void detach(quint64 clientId);
+    // Drops every subscription and every walk; the service does so when it closes.
     void clear();
 
     // Publishes what is due at the current clock time, among it the first record of each

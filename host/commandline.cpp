@@ -16,7 +16,7 @@ QCommandLineParser &parser()
             {QStringLiteral("list-plugins"), QStringLiteral("Print one line per plugin and exit.")},
             {QStringLiteral("screenshot"), QStringLiteral("Render the main window to FILE after start-up and exit."),
              QStringLiteral("FILE")},
-            {QStringLiteral("screenshot-delay"), QStringLiteral("Milliseconds to wait before the screenshot (default 1500)."),
+            {QStringLiteral("screenshot-delay"), QStringLiteral("Milliseconds to wait before the screenshot (default 4500)."),
              QStringLiteral("MS")},
             {QStringLiteral("plugins"), QStringLiteral("Plugin folder (default: plugins beside tzapp)."),
              QStringLiteral("DIR")},

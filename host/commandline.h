@@ -7,7 +7,7 @@ struct CommandLine
 {
     bool listPlugins = false;
     QString screenshotFile;  // render the main window to this PNG after start-up, then quit
-    int screenshotDelayMs = 1500;
+    int screenshotDelayMs = 4500;  // two refreshes of the list after the first quotes
     QString pluginDir;       // default: plugins/ beside the executable
     QString dataDir;         // user data: database, logs; default: the user's data folder
     QString databasePath;    // default: tzapp.sqlite in the data folder

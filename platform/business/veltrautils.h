@@ -53,7 +53,7 @@ public:
     // writes values of 10^4 and more in 万 and of 10^8 and more in 亿 with two decimals
     // ("123.46万", "1.23亿"). A text that is not a number is returned unchanged.
     static QString TransQtyShowType(const QString &text, ShowType showType);
-    // The show type chosen in the settings ("Display/QtyShowType", default ShowPlain).
+    // The show type chosen in the settings ("Display/QtyShowType", default ShowThousands).
     static ShowType GetCurrentShowType();
 
     // ---- Business messages ------------------------------------------------------------

@@ -83,7 +83,7 @@ QString VeltraUtils::TransQtyShowType(const QString &text, ShowType showType)
 
 ShowType VeltraUtils::GetCurrentShowType()
 {
-    const int value = TzCore::settings()->value(QStringLiteral("Display/QtyShowType"), int(ShowPlain)).toInt();
+    const int value = TzCore::settings()->value(QStringLiteral("Display/QtyShowType"), int(ShowThousands)).toInt();
     return value == ShowThousands ? ShowThousands : value == ShowWanYi ? ShowWanYi : ShowPlain;
 }
 

@@ -270,6 +270,7 @@ public:
 private:
     bool selectPart(const QString &name, QString &error);
     bool partFault(QString &error);
+    bool nextStartElement(QLatin1String name);
     bool findFirstSheet(QString &sheetPart, QString &sharedPart, QString &error);
     bool readSharedStrings(const QString &part, QString &error);
     bool readCell(QStringList &cells, int &nextColumn, QString &error);
@@ -353,6 +354,20 @@ bool XlsxSource::partFault(QString &error)
     return false;
 }
 
+// Moves m_xml to the next element of that name. False at the end of the part, and on
+// a fault: a device that fails keeps QXmlStreamReader waiting for more data, so a
+// damaged part would otherwise be read forever.
+bool XlsxSource::nextStartElement(QLatin1String name)
+{
+    for (;;) {
+        const QXmlStreamReader::TokenType token = m_xml.readNext();
+        if (token == QXmlStreamReader::Invalid || token == QXmlStreamReader::EndDocument)
+            return false;
+        if (token == QXmlStreamReader::StartElement && m_xml.name() == name)
+            return true;
+    }
+}
+
 // The first sheet in the workbook's order (not necessarily sheet1.xml: a user who
 // moved sheets around has the visible first tab elsewhere), and the shared strings.
 // These two small parts go through QXmlStreamReader, whose namespace handling finds
@@ -362,10 +377,7 @@ bool XlsxSource::findFirstSheet(QString &sheetPart, QString &sharedPart, QString
     QString sheetRelId;
     if (selectPart(QStringLiteral("xl/workbook.xml"), error)) {
         m_xml.setDevice(m_part.get());
-        while (!m_xml.atEnd() && sheetRelId.isEmpty()) {
-            if (m_xml.readNext() != QXmlStreamReader::StartElement
-                || m_xml.name() != QLatin1String("sheet"))
-                continue;
+        while (sheetRelId.isEmpty() && nextStartElement(QLatin1String("sheet"))) {
             const QXmlStreamAttributes attributes = m_xml.attributes();
             for (const QXmlStreamAttribute &a : attributes) {
                 if (a.name() == QLatin1String("id") && !a.namespaceUri().isEmpty())
@@ -381,10 +393,7 @@ bool XlsxSource::findFirstSheet(QString &sheetPart, QString &sharedPart, QString
     if (selectPart(QStringLiteral("xl/_rels/workbook.xml.rels"), error)) {
         m_xml.clear();
         m_xml.setDevice(m_part.get());
-        while (!m_xml.atEnd()) {
-            if (m_xml.readNext() != QXmlStreamReader::StartElement
-                || m_xml.name() != QLatin1String("Relationship"))
-                continue;
+        while (nextStartElement(QLatin1String("Relationship"))) {
             const QXmlStreamAttributes attributes = m_xml.attributes();
             const QString target = attributes.value(QLatin1String("Target")).toString();
             const QStringRef type = attributes.value(QLatin1String("Type"));

@@ -6,14 +6,15 @@
 
 class QIODevice;
 
-// A pull scanner for the two parts that grow with the basket, the sheet and its shared
-// strings. They are read in chunks straight from the zip entry and never held whole.
-// QXmlStreamReader alone spends some 65 ms of CPU on the 3 MB sheet of a 10,000-line
-// basket, more than the whole import may take; these parts use a small part of XML
-// (elements, attributes, text, the five named and the numeric character references,
-// CDATA, comments, processing instructions), which this reads at memory speed while
-// still refusing what is not well-formed. A document type declaration is refused too:
-// spreadsheet parts never have one, and it is how entity bombs come in.
+// Reads XML one token at a time from a device, in chunks, never holding the document.
+// The import uses it for the parts of a workbook that grow with the basket, the sheet
+// and its shared strings: QXmlStreamReader alone spends some 65 ms of CPU on the 3 MB
+// sheet of a 10,000-line basket, more than the whole import may take. Those parts use a
+// small part of XML (elements, attributes, text, the five named and the numeric
+// character references, CDATA, comments, processing instructions), which this reads at
+// memory speed while still refusing what is not well-formed. A document type
+// declaration is refused as well: spreadsheet parts never have one, and it is how entity
+// bombs come in. Text and attributes come back as UTF-8 bytes.
 class XmlPullScanner
 {
 public:
@@ -22,6 +23,7 @@ public:
     // Bounds for what a small damaged or hostile file could inflate to.
     static constexpr int MaxTokenBytes = 16 * 1024 * 1024;
     static constexpr int MaxDepth = 256;
+
     explicit XmlPullScanner(QIODevice *device) : m_device(device) {}
 
     Token next();
