@@ -12,6 +12,7 @@
 #include <QContextMenuEvent>
 #include <QDebug>
 #include <QMenu>
+#include <QShortcut>
 #include <QTimer>
 
 namespace {
@@ -58,6 +59,19 @@ PortfoliosList::PortfoliosList(QWidget *parent)
     connect(ui->pushButton_posCreate, &QPushButton::clicked, this, [this] { startLiquidation(); });
     // The form spells the edit button "modify" and its handler "modfiy"; wire it by hand.
     connect(ui->pushButton_modify, &QPushButton::clicked, this, &PortfoliosList::on_pushButton_modfiy_clicked);
+
+    // Keys a trader expects of a list: Delete removes the selected portfolios (with the
+    // same question as the button), F2 renames the current one in place.
+    auto *deleteKey = new QShortcut(QKeySequence::Delete, ui->tableWidget);
+    deleteKey->setContext(Qt::WidgetShortcut);
+    connect(deleteKey, &QShortcut::activated, this, &PortfoliosList::on_pushButton_delete_clicked);
+    auto *renameKey = new QShortcut(QKeySequence(Qt::Key_F2), ui->tableWidget);
+    renameKey->setContext(Qt::WidgetShortcut);
+    connect(renameKey, &QShortcut::activated, this, [this] {
+        const QModelIndex current = ui->tableWidget->currentIndex();
+        if (current.isValid())
+            slotPortfoliosTableViewClicked(current.sibling(current.row(), 0));
+    });
 
     ui->pushButton_copy->hide();
     ui->pushButton_modify->hide();

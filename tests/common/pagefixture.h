@@ -1,0 +1,112 @@
+#pragma once
+
+// The portfolio list page as the host opens it, on a real embedded back end, with the
+// message boxes recorded and answered by the test instead of shown.
+
+#include "testbackend.h"
+
+#include "portfolioslist.h"
+#include "portfolioslistpresenterclass.h"
+#include "portfolioslistwidget.h"
+#include "portfoliolistbasicinfo.h"
+#include "portfolioquotemgr.h"
+#include "tztableview.h"
+#include "veltrawidget.h"
+
+#include <memory>
+
+// Records every message box and answers question boxes from a queue (yes when empty).
+class MsgBoxRecorder
+{
+public:
+    struct Box
+    {
+        VeltraWidget::MsgBoxKind kind;
+        QString title;
+        QString text;
+    };
+
+    MsgBoxRecorder()
+    {
+        m_previous = VeltraWidget::setMsgBoxHandler(
+            [this](VeltraWidget::MsgBoxKind kind, const QString &title, const QString &text, QWidget *) {
+                shown.append({kind, title, text});
+                return answers.isEmpty() ? 1 : answers.takeFirst();
+            });
+    }
+    ~MsgBoxRecorder() { VeltraWidget::setMsgBoxHandler(m_previous); }
+
+    QStringList texts() const
+    {
+        QStringList t;
+        for (const Box &b : shown)
+            t << b.text;
+        return t;
+    }
+    QString last() const { return shown.isEmpty() ? QString() : shown.last().text; }
+
+    QList<Box> shown;
+    QList<int> answers;  // 1 = yes, 0 = no
+
+private:
+    VeltraWidget::MsgBoxHandler m_previous;
+};
+
+class PageFixture
+{
+public:
+    PageFixture()
+    {
+        PortfolioListBasicInfo::GetInstance()->clear();
+        PortfolioQuoteMgr::GetInstance()->clear();
+        page = std::make_unique<PortfoliosListWidget>();
+        page->setPluginInstanceID(QStringLiteral("TZApp.PortfoliosList#1"));
+        page->resize(1000, 500);
+        page->initPluginWidget();
+    }
+    ~PageFixture()
+    {
+        page.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    bool ready() const { return backend.ready(); }
+    PortfoliosList *list() const { return page->list(); }
+    PortfoliosListPresenterClass *presenter() const { return page->presenter(); }
+    TzTableView *table() const { return page->findChild<TzTableView *>(QStringLiteral("tableWidget")); }
+    int rows() const { return table()->recordModel()->rowCount(); }
+    QString cell(int row, int column) const
+    {
+        return table()->getRowData(row).value(column).value(RecordRole::display).toString();
+    }
+    int rowOfName(const QString &name) const
+    {
+        for (int r = 0; r < rows(); ++r) {
+            if (cell(r, 0) == name)
+                return r;
+        }
+        return -1;
+    }
+    QStringList names() const
+    {
+        QStringList n;
+        for (int r = 0; r < rows(); ++r)
+            n << cell(r, 0);
+        return n;
+    }
+    // Names of the user's portfolios as the back end has them.
+    static QStringList backendNames()
+    {
+        QStringList n;
+        const TestBackend::Answer a = TestBackend::request(
+            MsgType::queryPortfolioRequest,
+            {{RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount()}});
+        for (const QVariantMap &row : a.body.rows())
+            n << row.value(RequestField::portfolioName).toString();
+        return n;
+    }
+
+    TestBackend backend;
+    MsgBoxRecorder boxes;
+    std::unique_ptr<PortfoliosListWidget> page;
+};
