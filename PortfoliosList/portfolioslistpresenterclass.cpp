@@ -255,6 +255,8 @@ void PortfoliosListPresenterClass::queryPositionInfo(const QString &tradingAccou
 void PortfoliosListPresenterClass::slotQueryPositionInfoAndFundInfo(QString tradingAccount, int, int iPosType)
 {
     queryPositionInfo(tradingAccount, iPosType);
+    // No position source yet: answer with no positions, so a waiting caller finishes.
+    emit signalPositionListUpdate(QList<QMap<int, QVariantMap> >());
 }
 
 void PortfoliosListPresenterClass::slotQurMarginInfoData(QString tradingAccount)

@@ -370,7 +370,7 @@ void PortfoliosList::startLiquidation()
 void PortfoliosList::slotPositionListUpdate(QList<QMap<int, QVariantMap> > recordList)
 {
     if (!m_liquidationPending) {
-        qDebug() << "PortfoliosList::slotPositionListUpdate no creation dialog open; records" << recordList.size();
+        qInfo() << "PortfoliosList::slotPositionListUpdate no creation dialog open; records" << recordList.size();
         return;
     }
     m_liquidationPending = false;
@@ -382,12 +382,12 @@ void PortfoliosList::slotPositionListUpdate(QList<QMap<int, QVariantMap> > recor
 
 void PortfoliosList::slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList)
 {
-    qDebug() << "PortfoliosList::slotSecurityLoanUpdated no creation dialog open; records" << recordList.size();
+    qInfo() << "PortfoliosList::slotSecurityLoanUpdated no creation dialog open; records" << recordList.size();
 }
 
 void PortfoliosList::slotCouponInfoInfoUpdated(QList<QVariantMap> contractList)
 {
-    qDebug() << "PortfoliosList::slotCouponInfoInfoUpdated no creation dialog open; contracts" << contractList.size();
+    qInfo() << "PortfoliosList::slotCouponInfoInfoUpdated no creation dialog open; contracts" << contractList.size();
 }
 
 void PortfoliosList::slotShowWarningMsg(QString title, QString msg)

@@ -42,7 +42,8 @@ bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, Q
         }
         const QString caption = PortfolioTemplateWriter::caption(type);
         const QString suggested = PortfolioTemplateWriter::suggestedFileName(type);
-        path = hook ? hook(parent, caption, suggested) : askSaveFileName(parent, caption, suggested);
+        path = hook ? hook(parent, caption, suggested)
+                    : askSaveFileName(parent, caption, suggested);
         if (path.isEmpty())
             return false;
         // The dialog's filter does not add the suffix on every platform.

@@ -379,7 +379,9 @@ bool LineReader::readLine(const TableRow &row, PortfolioItem &item, QStringList 
         duplicateKey = quintptr(security) | quintptr(security->markets.indexOf(market) & 7);
         const int earlier = m_seen.value(duplicateKey);
         if (earlier > 0)
-            reasons << QStringLiteral("与第%1行重复（%2 %3）").arg(earlier).arg(security->symbol, market);
+            reasons << QStringLiteral("与第%1行重复（%2 %3）")
+                           .arg(earlier)
+                           .arg(security->symbol, market);
     }
 
     // Portfolio-level values: one per portfolio, so a line that says otherwise is wrong.
@@ -474,7 +476,9 @@ QList<PortfolioItem> PortfolioImportFile::read(const QString &path, QString &err
         if (lines.readLine(row, item, reasons))
             items.append(item);
         else
-            faults << QStringLiteral("第%1行：%2").arg(row.number).arg(reasons.join(QStringLiteral("；")));
+            faults << QStringLiteral("第%1行：%2")
+                          .arg(row.number)
+                          .arg(reasons.join(QStringLiteral("；")));
     }
     if (!file.errorString().isEmpty()) {
         // A damaged file may have lost lines anywhere: none of it is taken.
@@ -486,10 +490,8 @@ QList<PortfolioItem> PortfolioImportFile::read(const QString &path, QString &err
                      lines.isAlgo() ? QStringLiteral("algo") : QStringLiteral("normal"));
     if (lines.isAlgo())
         extension.insert(Portfolio::algoParam, lines.algoParam());
-    if (items.isEmpty()) {
+    if (items.isEmpty())
         faults.prepend(QStringLiteral("文件中没有有效的组合明细"));
-        items.clear();
-    }
     error = faults.join(QLatin1Char('\n'));
     return items;
 }

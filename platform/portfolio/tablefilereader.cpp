@@ -296,7 +296,8 @@ bool XlsxSource::open(QFile &file, QString &error)
         if (magic == QByteArray::fromHex("D0CF11E0"))
             error = QStringLiteral("文件是旧版Excel格式（.xls），请在Excel中另存为.xlsx后再导入");
         else
-            error = QStringLiteral("文件不是有效的.xlsx文件：不是Excel工作簿，或文件不完整（已损坏）");
+            error = QStringLiteral("文件不是有效的.xlsx文件：不是Excel工作簿，"
+                                   "或文件不完整（已损坏）");
         return false;
     }
     QString sheetPart;
@@ -419,7 +420,8 @@ bool XlsxSource::findFirstSheet(QString &sheetPart, QString &sharedPart, QString
         return false;
     }
     QuaZipFileInfo64 sheetInfo;
-    if (m_zip.getCurrentFileInfo(&sheetInfo) && qint64(sheetInfo.uncompressedSize) > MaxSheetBytes) {
+    if (m_zip.getCurrentFileInfo(&sheetInfo)
+        && qint64(sheetInfo.uncompressedSize) > MaxSheetBytes) {
         error = QStringLiteral("文件过大：工作表解压后超过%1 MiB，无法导入")
                     .arg(MaxSheetBytes / (1024 * 1024));
         return false;
@@ -492,7 +494,8 @@ bool XlsxSource::readCell(QStringList &cells, int &nextColumn, QString &error)
     enum { Number, Shared, Boolean, Text } kind = Number;
     const QByteArray type = xml.attributeBytes("t");
     const auto typeIs = [&](const char *name) {
-        return type.size() == int(qstrlen(name)) && memcmp(type.constData(), name, type.size()) == 0;
+        return type.size() == int(qstrlen(name))
+               && memcmp(type.constData(), name, size_t(type.size())) == 0;
     };
     if (typeIs("s"))
         kind = Shared;

@@ -16,12 +16,14 @@ struct TableRow
     QStringList cells;
 };
 
-// Reads the rows of a user's table file one at a time, so that a large file never sits
-// in memory as a whole. Two formats are understood:
+// Reads the rows of a user's table file one at a time. Two formats are understood:
+// - .xlsx: the first sheet of the workbook, read in chunks straight from the zip entry,
+//   so the sheet never sits in memory whole; numbers come back as the user typed them
+//   (600519, not 6.00519E5), shared and inline strings as their text.
 // - .csv: UTF-8 with or without a byte order mark, or GB18030 (what Excel writes on a
 //   Chinese system); fields may be quoted, with doubled quotes and line breaks inside.
-// - .xlsx: the first sheet of the workbook; numbers come back as the user typed them
-//   (600519, not 6.00519E5), shared and inline strings as their text.
+//   The encoding can only be told from all of the bytes, so the file (at most
+//   MaxFileBytes) is decoded at once and its rows are then cut one at a time.
 // Every fault comes back as a reason in Chinese that can be shown to the user as is.
 class TZPLATFORM_EXPORT TableFileReader
 {

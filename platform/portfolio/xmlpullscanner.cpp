@@ -14,8 +14,8 @@ XmlPullScanner::Token XmlPullScanner::fail(const QString &reason)
 int XmlPullScanner::lineNumber() const
 {
     const int upto = qMin(m_pos, m_buffer.size());
-    return m_linesDropped + int(std::count(m_buffer.constBegin(), m_buffer.constBegin() + upto, '\n'))
-           + 1;
+    const char *data = m_buffer.constData();
+    return m_linesDropped + int(std::count(data, data + upto, '\n')) + 1;
 }
 
 // Drops what has been read and appends the next chunk. False at the end of the part.
@@ -24,19 +24,19 @@ bool XmlPullScanner::fill()
     if (m_atEnd)
         return false;
     if (m_pos > 0) {
-        m_linesDropped += int(std::count(m_buffer.constBegin(), m_buffer.constBegin() + m_pos, '\n'));
+        const char *data = m_buffer.constData();
+        m_linesDropped += int(std::count(data, data + m_pos, '\n'));
         m_buffer.remove(0, m_pos);
         m_pos = 0;
     }
-    constexpr int Chunk = 256 * 1024;
     const int old = m_buffer.size();
     if (old > MaxTokenBytes) {
         m_error = QStringLiteral("单个标签或文本超过%1 MiB").arg(MaxTokenBytes / (1024 * 1024));
         m_atEnd = true;
         return false;
     }
-    m_buffer.resize(old + Chunk);
-    const qint64 got = m_device->read(m_buffer.data() + old, Chunk);
+    m_buffer.resize(old + m_readSize);
+    const qint64 got = m_device->read(m_buffer.data() + old, m_readSize);
     m_buffer.resize(old + int(qMax<qint64>(got, 0)));
     if (got < 0)
         m_deviceFailed = true;
@@ -75,6 +75,13 @@ bool XmlPullScanner::isElement(const char *localName) const
 {
     const char *data = m_buffer.constData();
     return equalLocal(data + m_name.begin, data + m_name.end, localName);
+}
+
+QByteArray XmlPullScanner::localName() const
+{
+    QByteArray name = m_buffer.mid(m_name.begin, m_name.end - m_name.begin);
+    const int colon = name.indexOf(':');
+    return colon < 0 ? name : name.mid(colon + 1);
 }
 
 QByteArray XmlPullScanner::attributeBytes(const char *localName) const
@@ -157,7 +164,8 @@ bool XmlPullScanner::checkReferences(int begin, int end)
             return false;
         }
         const QByteArray name(amp + 1, int(semi - amp - 1));
-        bool ok = name == "amp" || name == "lt" || name == "gt" || name == "quot" || name == "apos";
+        bool ok = name == "amp" || name == "lt" || name == "gt" || name == "quot"
+                  || name == "apos";
         if (!ok && name.startsWith('#')) {
             const uint code = name.startsWith("#x") ? name.mid(2).toUInt(&ok, 16)
                                                     : name.mid(1).toUInt(&ok, 10);

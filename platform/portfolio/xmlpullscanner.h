@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tzplatform_global.h"
+
 #include <QByteArray>
 #include <QString>
 #include <vector>
@@ -15,7 +17,7 @@ class QIODevice;
 // memory speed while still refusing what is not well-formed. A document type
 // declaration is refused as well: spreadsheet parts never have one, and it is how entity
 // bombs come in. Text and attributes come back as UTF-8 bytes.
-class XmlPullScanner
+class TZPLATFORM_EXPORT XmlPullScanner
 {
 public:
     enum Token { StartElement, EndElement, Text, EndDocument, Invalid };
@@ -24,12 +26,17 @@ public:
     static constexpr int MaxTokenBytes = 16 * 1024 * 1024;
     static constexpr int MaxDepth = 256;
 
-    explicit XmlPullScanner(QIODevice *device) : m_device(device) {}
+    // readSize is how much is read from the device at a time.
+    explicit XmlPullScanner(QIODevice *device, int readSize = 256 * 1024)
+        : m_device(device), m_readSize(qMax(readSize, 1))
+    {
+    }
 
     Token next();
 
     // Of the current start or end element, compared without a namespace prefix.
     bool isElement(const char *localName) const;
+    QByteArray localName() const;
     bool isSelfClosing() const { return m_selfClosing; }
     // An attribute of the current start element, references resolved; empty when
     // absent. Without references it shares the scanner's buffer: use it before next().
@@ -59,6 +66,7 @@ private:
     static bool equalLocal(const char *begin, const char *end, const char *localName);
 
     QIODevice *m_device;
+    int m_readSize;
     QByteArray m_buffer;
     int m_pos = 0;
     int m_linesDropped = 0;

@@ -3,7 +3,9 @@
 #include "tablefilereader.h"
 #include "tzcore.h"
 #include "veltrautils.h"
+#include "xmlpullscanner.h"
 
+#include <QBuffer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTextCodec>
@@ -88,6 +90,38 @@ QStringList describe(const QList<PortfolioItem> &items)
     return lines;
 }
 
+// Every token of a document, read a given number of bytes at a time.
+QStringList scanTokens(const QByteArray &xml, int readSize, QString *error = nullptr)
+{
+    QBuffer buffer;
+    buffer.setData(xml);
+    buffer.open(QIODevice::ReadOnly);
+    XmlPullScanner scanner(&buffer, readSize);
+    QStringList tokens;
+    for (;;) {
+        QByteArray text;
+        switch (scanner.next()) {
+        case XmlPullScanner::StartElement:
+            tokens << "<" + scanner.localName() + " r=" + scanner.attributeBytes("r")
+                          + (scanner.isSelfClosing() ? "/>" : ">");
+            break;
+        case XmlPullScanner::EndElement:
+            tokens << "</" + scanner.localName() + ">";
+            break;
+        case XmlPullScanner::Text:
+            scanner.appendText(text);
+            tokens << QString::fromUtf8(text);
+            break;
+        case XmlPullScanner::EndDocument:
+            return tokens;
+        case XmlPullScanner::Invalid:
+            if (error)
+                *error = scanner.errorString();
+            return tokens << "INVALID";
+        }
+    }
+}
+
 const QByteArray workbookXml =
     "<workbook xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\" "
     "xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\">"
@@ -114,6 +148,9 @@ private slots:
     void templatesReadBack_data();
     void templatesReadBack();
     void templateDownloadCancelledOrFailing();
+    void scannerAcrossReadBoundaries();
+    void scannerRefuses_data();
+    void scannerRefuses();
     void csvEncodings_data();
     void csvEncodings();
     void csvQuotedFields();
@@ -298,6 +335,55 @@ void TestImportFile::templateDownloadCancelledOrFailing()
     QVERIFY2(error.startsWith("模板文件保存失败"), qPrintable(error));
 }
 
+// Whatever the read size, every construct comes back the same, also when a read ends
+// inside a tag, a reference, a comment, CDATA or an instruction.
+void TestImportFile::scannerAcrossReadBoundaries()
+{
+    const QByteArray xml =
+        "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- a -- comment -->"
+        "<x:sheetData xmlns:x=\"urn:s\"><x:row r='1' spans=\"a>b\"><c r=\"A&amp;1\"/>"
+        "<v>中&#x6587;&#25991; &lt;&gt;&quot;&apos;</v><?pi data?><v><![CDATA[<a>]]]]></v>"
+        "</x:row  ><!----></x:sheetData>\r\n";
+    const QStringList expected = {"<sheetData r=>", "<row r=1>", "<c r=A&1/>", "<v r=>",
+                                  "中文文 <>\"'", "</v>", "<v r=>", "<a>]]", "</v>", "</row>",
+                                  "</sheetData>"};
+    QCOMPARE(scanTokens(xml, 1 << 20), expected);
+    for (int size = 1; size <= 48; ++size)
+        QCOMPARE(scanTokens(xml, size), expected);
+}
+
+void TestImportFile::scannerRefuses_data()
+{
+    QTest::addColumn<QByteArray>("xml");
+    QTest::newRow("end tag of another element") << QByteArray("<a><b></a></b>");
+    QTest::newRow("document ends inside an element") << QByteArray("<a><b>text");
+    QTest::newRow("document ends inside a tag") << QByteArray("<a><b r=\"1");
+    QTest::newRow("text after the root") << QByteArray("<a/>text");
+    QTest::newRow("second root") << QByteArray("<a/><b/>");
+    QTest::newRow("no root") << QByteArray("<?xml version=\"1.0\"?>  ");
+    QTest::newRow("document type, the way to entity bombs")
+        << QByteArray("<!DOCTYPE a [<!ENTITY x \"y\">]><a>&x;</a>");
+    QTest::newRow("unknown entity") << QByteArray("<a>&nbsp;</a>");
+    QTest::newRow("bare ampersand") << QByteArray("<a>AT&T</a>");
+    QTest::newRow("surrogate character reference") << QByteArray("<a>&#xD800;</a>");
+    QTest::newRow("< inside an attribute") << QByteArray("<a b=\"<\"/>");
+    QTest::newRow("attribute without quotes") << QByteArray("<a b=1/>");
+    QTest::newRow("unterminated comment") << QByteArray("<a><!-- x</a>");
+    QTest::newRow("nesting deeper than any sheet")
+        << QByteArray("<a>").repeated(XmlPullScanner::MaxDepth + 1);
+}
+
+// Not well-formed: refused with a reason, at any read size, never crashing or hanging.
+void TestImportFile::scannerRefuses()
+{
+    QFETCH(QByteArray, xml);
+    for (int size : {1, 3, 7, 1 << 20}) {
+        QString error;
+        QCOMPARE(scanTokens(xml, size, &error).last(), QString("INVALID"));
+        QVERIFY(!error.isEmpty());
+    }
+}
+
 void TestImportFile::csvEncodings_data()
 {
     const QString text = "证券代码,市场,委托方向,委托数量\n600519,上交所,卖出,100\n"
@@ -446,7 +532,8 @@ void TestImportFile::fileFaults_data()
     writeFile(path("old.xls"), QByteArray::fromHex("D0CF11E0A1B11AE1"));
     QTest::newRow("old Excel format") << "old.xls" << "不支持旧版Excel格式（.xls）";
     writeFile(path("renamed.xlsx"), QByteArray::fromHex("D0CF11E0A1B11AE1") + QByteArray(600, 0));
-    QTest::newRow("old Excel file renamed .xlsx") << "renamed.xlsx" << "文件是旧版Excel格式（.xls）";
+    QTest::newRow("old Excel file renamed .xlsx")
+        << "renamed.xlsx" << "文件是旧版Excel格式（.xls）";
 
     writeXlsx(path("whole.xlsx"), {{"证券代码", "委托数量"}, {"600519", 100.0}});
     QFile whole(path("whole.xlsx"));
@@ -459,12 +546,13 @@ void TestImportFile::fileFaults_data()
     writeFile(path("noise.xlsx"), noise);
     QTest::newRow("random bytes named .xlsx") << "noise.xlsx" << "文件不是有效的.xlsx文件";
 
-    writeZip(path("badxml.xlsx"),
-             {{"xl/workbook.xml", workbookXml},
-              {"xl/_rels/workbook.xml.rels", relsXml},
-              {"xl/worksheets/data.xml", "<worksheet><sheetData><row r=\"1\"><c t=\"inlineStr\">"
-                                         "<is><t>证券代码</t></is></c><c t=\"inlineStr\"><is><t>委托数量</t>"
-                                         "</is></c></row><row><c></x>"}});
+    const QByteArray badSheet = "<worksheet><sheetData><row r=\"1\">"
+                                "<c t=\"inlineStr\"><is><t>证券代码</t></is></c>"
+                                "<c t=\"inlineStr\"><is><t>委托数量</t></is></c></row>"
+                                "<row><c></x>";
+    writeZip(path("badxml.xlsx"), {{"xl/workbook.xml", workbookXml},
+                                   {"xl/_rels/workbook.xml.rels", relsXml},
+                                   {"xl/worksheets/data.xml", badSheet}});
     QTest::newRow("malformed sheet XML")
         << "badxml.xlsx" << "文件已损坏：xl/worksheets/data.xml不是有效的XML";
     writeZip(path("badrels.xlsx"), {{"xl/workbook.xml", workbookXml},
