@@ -6,6 +6,7 @@
 #include "tzcore.h"
 
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -18,7 +19,7 @@ constexpr int Lines = 10000;
 
 struct BenchFiles
 {
-    QTemporaryDir dir;
+    QTemporaryDir dir{QDir::tempPath() + QStringLiteral("/tz_bench_importfile-XXXXXX")};
     QString xlsx;
     QString csv;
 };
@@ -81,26 +82,27 @@ void writeFiles(BenchFiles &files)
         qFatal("cannot write %s", qPrintable(files.csv));
 }
 
-// Written once. With TZ_BENCH_XLSX_OUT set, the folder is kept after the run and the
-// .xlsx path is written to that file, so that another reader can be timed on it.
+// Written once and removed at exit. With TZ_BENCH_XLSX_OUT set, the folder is kept and
+// the .xlsx path is written to that file, so that another reader can be timed on it.
 const BenchFiles &benchFiles()
 {
-    static BenchFiles *files = [] {
-        auto *f = new BenchFiles;
-        f->xlsx = f->dir.filePath(QStringLiteral("portfolio10k.xlsx"));
-        f->csv = f->dir.filePath(QStringLiteral("portfolio10k.csv"));
-        writeFiles(*f);
+    static BenchFiles files;
+    static const bool written = [] {
+        files.xlsx = files.dir.filePath(QStringLiteral("portfolio10k.xlsx"));
+        files.csv = files.dir.filePath(QStringLiteral("portfolio10k.csv"));
+        writeFiles(files);
         const QByteArray out = qgetenv("TZ_BENCH_XLSX_OUT");
         if (!out.isEmpty()) {
-            f->dir.setAutoRemove(false);
+            files.dir.setAutoRemove(false);
             QFile pathFile(QFile::decodeName(out));
             if (!pathFile.open(QIODevice::WriteOnly | QIODevice::Truncate))
                 qFatal("cannot write %s", out.constData());
-            pathFile.write(QFile::encodeName(f->xlsx) + '\n');
+            pathFile.write(QFile::encodeName(files.xlsx) + '\n');
         }
-        return f;
+        return true;
     }();
-    return *files;
+    Q_UNUSED(written);
+    return files;
 }
 
 void readFile(benchmark::State &state, const QString &path)

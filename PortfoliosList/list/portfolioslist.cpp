@@ -57,8 +57,14 @@ PortfoliosList::PortfoliosList(QWidget *parent)
             &PortfoliosList::slotPortfoliosTableViewClicked);
     connect(ui->btn_refresh, &QToolButton::clicked, this, &PortfoliosList::slotBtnRefreshClicked);
     connect(ui->pushButton_posCreate, &QPushButton::clicked, this, [this] { startLiquidation(); });
-    // The form spells the edit button "modify" and its handler "modfiy"; wire it by hand.
+    connect(ui->pushButton_new, &QPushButton::clicked, this, &PortfoliosList::on_pushButton_new_clicked);
+    connect(ui->pushButton_import, &QPushButton::clicked, this, &PortfoliosList::on_pushButton_import_clicked);
+    connect(ui->pushButton_type, &QToolButton::clicked, this, &PortfoliosList::on_pushButton_type_clicked);
+    // The form calls the edit button "modify"; its handler keeps the spelling "modfiy".
     connect(ui->pushButton_modify, &QPushButton::clicked, this, &PortfoliosList::on_pushButton_modfiy_clicked);
+    connect(ui->pushButton_copy, &QPushButton::clicked, this, &PortfoliosList::on_pushButton_copy_clicked);
+    connect(ui->pushButton_delete, &QPushButton::clicked, this, &PortfoliosList::on_pushButton_delete_clicked);
+    connect(ui->pushButton_pos, &QPushButton::clicked, this, &PortfoliosList::on_pushButton_pos_clicked);
 
     // Keys a trader expects of a list: Delete removes the selected portfolios (with the
     // same question as the button), F2 renames the current one in place.

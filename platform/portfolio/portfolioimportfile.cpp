@@ -490,6 +490,13 @@ QList<PortfolioItem> PortfolioImportFile::read(const QString &path, QString &err
                      lines.isAlgo() ? QStringLiteral("algo") : QStringLiteral("normal"));
     if (lines.isAlgo())
         extension.insert(Portfolio::algoParam, lines.algoParam());
+    // A message box can show a screenful: name the first lines and count the rest.
+    constexpr int shownFaults = 20;
+    const int hidden = faults.size() - shownFaults;
+    if (hidden > 0) {
+        faults.erase(faults.begin() + shownFaults, faults.end());
+        faults << QStringLiteral("……另有%1行未通过校验").arg(hidden);
+    }
     if (items.isEmpty())
         faults.prepend(QStringLiteral("文件中没有有效的组合明细"));
     error = faults.join(QLatin1Char('\n'));

@@ -156,6 +156,7 @@ private slots:
     void csvQuotedFields();
     void badLinesAreNamedByRow();
     void allLinesBad();
+    void longFaultListIsCut();
     void algoParameters();
     void fileFaults_data();
     void fileFaults();
@@ -430,6 +431,24 @@ void TestImportFile::csvQuotedFields()
     writeFile(file, "证券代码,委托数量\n600519,100\n\"000001,200\n");
     QVERIFY(PortfolioImportFile::read(file, error, extension).isEmpty());
     QCOMPARE(error, QString("文件格式错误：第3行的引号没有配对"));
+}
+
+void TestImportFile::longFaultListIsCut()
+{
+    // A message box shows the first twenty bad lines and counts the rest.
+    QByteArray csv = "证券代码,市场,委托数量\n600519,SH,100\n";
+    for (int i = 0; i < 30; ++i)
+        csv += "123456,SH,100\n";
+    const QString file = path("manybad.csv");
+    writeFile(file, csv);
+    QString error;
+    QVariantMap extension;
+    QCOMPARE(PortfolioImportFile::read(file, error, extension).size(), 1);
+    const QStringList lines = error.split('\n');
+    QCOMPARE(lines.size(), 21);
+    QVERIFY(lines.first().startsWith(QStringLiteral("第3行：")));
+    QVERIFY(lines.at(19).startsWith(QStringLiteral("第22行：")));
+    QCOMPARE(lines.last(), QStringLiteral("……另有10行未通过校验"));
 }
 
 void TestImportFile::badLinesAreNamedByRow()
