@@ -119,8 +119,6 @@ int main(int argc, char *argv[])
 
     plugins.loadPlugins(pluginDir);
     MainWindow window(&plugins);
-    QObject::connect(MessageBus::instance(), &MessageBus::connectionStateChanged, &window,
-                     &MainWindow::setBackendState, Qt::QueuedConnection);
     if (backendUp) {
         MessageBus::instance()->start(new InProcessTransport(backend.service(), backend.newClientId()));
         if (login(options.user, error))
@@ -131,6 +129,9 @@ int main(int argc, char *argv[])
     } else {
         window.setBackendState(false, QStringLiteral("后台启动失败：%1").arg(error));
     }
+    // Later changes of the link (a lost connection) replace the line above.
+    QObject::connect(MessageBus::instance(), &MessageBus::connectionStateChanged, &window,
+                     &MainWindow::setBackendState, Qt::QueuedConnection);
     window.openPage(QLatin1String(kPageId));
     window.show();
 

@@ -1,0 +1,227 @@
+// Framework pieces pages lean on: the record model's key index and change signals, the
+// table's column layout kept per table name, quantity show types, business messages,
+// event ids and the demo accounts.
+
+#include "recordmodel.h"
+#include "tzcore.h"
+#include "tztableview.h"
+#include "veltrabusinessdatainterface.h"
+#include "veltrautils.h"
+#include "msgtypes.h"
+
+#include <QHeaderView>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+RowRecord row(const QString &key, const QString &name, double value = 0.0)
+{
+    RowRecord r;
+    r[0][RecordRole::display] = name;
+    r[1][RecordRole::display] = QString::number(value, 'f', 2);
+    r[1][RecordRole::user] = value;
+    r[8][RecordRole::display] = key;
+    r[12][RecordRole::user] = QStringLiteral("payload-") + key;
+    return r;
+}
+}
+
+class tst_Framework : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void keyIndexFollowsInsertsAndDeletes();
+    void updateAnnouncesOnlyChangedCells();
+    void rolesAndCheckMarks();
+    void columnLayoutFromConfigurationAndSettings();
+    void showTypes_data();
+    void showTypes();
+    void businessMessagesReachTheSink();
+    void eventIdsAndAccounts();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void tst_Framework::initTestCase()
+{
+    TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
+    TzCore::setSettingsFile(m_dir.filePath(QStringLiteral("settings.ini")));
+}
+
+void tst_Framework::keyIndexFollowsInsertsAndDeletes()
+{
+    RecordModel model;
+    model.setColumnCount(11);
+    model.setKeyColumn(8);
+    model.resetRecords({row(QStringLiteral("A"), QStringLiteral("甲")), row(QStringLiteral("B"), QStringLiteral("乙")),
+                        row(QStringLiteral("C"), QStringLiteral("丙"))});
+    QCOMPARE(model.rowOfKey(QStringLiteral("C")), 2);
+    model.insertRecord(0, row(QStringLiteral("D"), QStringLiteral("丁")));
+    QCOMPARE(model.rowOfKey(QStringLiteral("D")), 0);
+    QCOMPARE(model.rowOfKey(QStringLiteral("A")), 1);
+    QCOMPARE(model.rowOfKey(QStringLiteral("C")), 3);
+    model.removeRecord(1);
+    QCOMPARE(model.rowOfKey(QStringLiteral("A")), -1);
+    QCOMPARE(model.rowOfKey(QStringLiteral("B")), 1);
+    model.appendRecord(row(QStringLiteral("E"), QStringLiteral("戊")));
+    QCOMPARE(model.rowOfKey(QStringLiteral("E")), 3);
+    // Fields beyond the shown columns travel with the row.
+    QCOMPARE(model.record(3).value(12).value(RecordRole::user).toString(), QStringLiteral("payload-E"));
+    QVERIFY(!model.removeRecord(9));
+    QVERIFY(!model.updateRecord(row(QStringLiteral("Z"), QStringLiteral("无"))));
+}
+
+void tst_Framework::updateAnnouncesOnlyChangedCells()
+{
+    RecordModel model;
+    model.setColumnCount(11);
+    model.setKeyColumn(8);
+    model.resetRecords({row(QStringLiteral("A"), QStringLiteral("甲"), 1.0), row(QStringLiteral("B"), QStringLiteral("乙"))});
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+
+    QVERIFY(model.updateRecord(row(QStringLiteral("B"), QStringLiteral("乙"))));
+    QCOMPARE(changed.count(), 0);  // nothing moved
+
+    RowRecord update;
+    update[8][RecordRole::display] = QStringLiteral("A");
+    update[1][RecordRole::user] = 2.0;
+    update[4][RecordRole::display] = QStringLiteral("3");
+    update[5][RecordRole::display] = QStringLiteral("1");
+    QVERIFY(model.updateRecord(update));
+    // Column 1 alone, then the adjacent 4 and 5 together: two ranges, row 0 only.
+    QCOMPARE(changed.count(), 2);
+    QCOMPARE(changed.at(0).at(0).toModelIndex(), model.index(0, 1));
+    QCOMPARE(changed.at(0).at(1).toModelIndex(), model.index(0, 1));
+    QCOMPARE(changed.at(1).at(0).toModelIndex(), model.index(0, 4));
+    QCOMPARE(changed.at(1).at(1).toModelIndex(), model.index(0, 5));
+    QCOMPARE(model.data(model.index(0, 1), Qt::UserRole).toDouble(), 2.0);
+    QCOMPARE(model.data(model.index(0, 1), Qt::DisplayRole).toString(), QStringLiteral("1.00"));
+}
+
+void tst_Framework::rolesAndCheckMarks()
+{
+    RecordModel model;
+    model.setColumnCount(3);
+    model.setSignColoredColumns({1});
+    RowRecord r;
+    r[0][RecordRole::display] = QStringLiteral("x");
+    r[1][RecordRole::user] = -0.5;
+    r[1][RecordRole::user6] = QStringLiteral("extra");
+    model.resetRecords({r});
+    QCOMPARE(model.data(model.index(0, 1), Qt::UserRole + 6).toString(), QStringLiteral("extra"));
+    QVERIFY(model.data(model.index(0, 1), Qt::ForegroundRole).isValid());
+    QVERIFY(!model.data(model.index(0, 0), Qt::ForegroundRole).isValid());
+    QCOMPARE(model.headerData(0, Qt::Vertical).toInt(), 1);  // serial number
+
+    QVERIFY(!model.data(model.index(0, 0), Qt::CheckStateRole).isValid());
+    model.setCheckable(true);
+    QSignalSpy checks(&model, &RecordModel::checkStateChanged);
+    QVERIFY(model.setData(model.index(0, 0), Qt::Checked, Qt::CheckStateRole));
+    QCOMPARE(model.checkedRows(), QList<int>{0});
+    model.setAllChecked(false);
+    QCOMPARE(model.checkedRows(), QList<int>());
+    QCOMPARE(checks.count(), 2);
+}
+
+void tst_Framework::columnLayoutFromConfigurationAndSettings()
+{
+    {
+        TzTableView view;
+        view.SetTableName(QStringLiteral("PortfoliosList"));
+        RecordModel *model = view.recordModel();
+        QCOMPARE(model->columnCount(), 11);
+        QCOMPARE(model->headerData(0, Qt::Horizontal).toString(), QStringLiteral("组合名称"));
+        QCOMPARE(model->headerData(10, Qt::Horizontal).toString(), QStringLiteral("创建时间"));
+        QCOMPARE(view.columnWidth(0), 128);
+        // The trader widens the name column and drags the number column to the front.
+        view.horizontalHeader()->resizeSection(0, 200);
+        view.horizontalHeader()->moveSection(view.horizontalHeader()->visualIndex(8), 0);
+    }
+    TzTableView again;
+    again.SetTableName(QStringLiteral("PortfoliosList"));
+    QCOMPARE(again.columnWidth(0), 200);
+    QCOMPARE(again.horizontalHeader()->logicalIndex(0), 8);
+    QCOMPARE(again.horizontalHeader()->logicalIndex(1), 0);
+
+    // Another table name has its own layout; an unknown one has none.
+    TzTableView other;
+    other.SetTableName(QStringLiteral("Portfolios/AddDefaultPortfolios"));
+    QCOMPARE(other.recordModel()->headerData(6, Qt::Horizontal).toString(), QStringLiteral("绝对权重"));
+    QCOMPARE(other.columnWidth(0), 80);
+    TzTableView unknown;
+    unknown.SetTableName(QStringLiteral("NoSuchTable"));
+    QCOMPARE(unknown.recordModel()->columnCount(), 0);
+}
+
+void tst_Framework::showTypes_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("plain keeps the text") << "1234567.89" << int(ShowPlain) << "1234567.89";
+    QTest::newRow("thousands") << "1234567.89" << int(ShowThousands) << "1,234,567.89";
+    QTest::newRow("thousands, negative") << "-1234567" << int(ShowThousands) << "-1,234,567";
+    QTest::newRow("thousands, short") << "999" << int(ShowThousands) << "999";
+    QTest::newRow("thousands, six digits") << "100000.00" << int(ShowThousands) << "100,000.00";
+    QTest::newRow("wan") << "1234567.89" << int(ShowWanYi) << "123.46万";
+    QTest::newRow("yi") << "123456789" << int(ShowWanYi) << "1.23亿";
+    QTest::newRow("below wan stays") << "9999" << int(ShowWanYi) << "9999";
+    QTest::newRow("negative wan") << "-50000" << int(ShowWanYi) << "-5.00万";
+    QTest::newRow("not a number stays") << "--" << int(ShowThousands) << "--";
+    QTest::newRow("exponent stays") << "1e9" << int(ShowThousands) << "1e9";
+}
+
+void tst_Framework::showTypes()
+{
+    QFETCH(QString, text);
+    QFETCH(int, type);
+    QFETCH(QString, shown);
+    QCOMPARE(VeltraUtils::TransQtyShowType(text, ShowType(type)), shown);
+}
+
+void tst_Framework::businessMessagesReachTheSink()
+{
+    QStringList lines;
+    VeltraUtils::setBusiMsgSink([&lines](BusiMsgLevel level, const QString &line) {
+        if (level == BusiMsgLevel::Emergency)
+            lines << line;
+    });
+    VeltraUtils::PutBusiMsg(BusiMsgLevel::Emergency, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                            QStringLiteral("组合自动导入失败，文件名：a.csv，原因：x"), QStringLiteral("1017"),
+                            QStringLiteral("E001"));
+    VeltraUtils::setBusiMsgSink(nullptr);
+    VeltraUtils::PutBusiMsg(BusiMsgLevel::Emergency, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                            QStringLiteral("after the sink is gone"));
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(lines.first().contains(QStringLiteral("[紧急] 组合自动导入失败，文件名：a.csv，原因：x")));
+    QVERIFY(lines.first().endsWith(QStringLiteral("（1017 E001）")));
+
+    QCOMPARE(VeltraUtils::GetCurrentShowType(), ShowThousands);
+    TzCore::settings()->setValue(QStringLiteral("Display/QtyShowType"), int(ShowWanYi));
+    QCOMPARE(VeltraUtils::GetCurrentShowType(), ShowWanYi);
+    TzCore::settings()->remove(QStringLiteral("Display/QtyShowType"));
+}
+
+void tst_Framework::eventIdsAndAccounts()
+{
+    const int etf = VeltraBusinessDataInterface::GetKorvoEventMsgIdByStr(EventName::ALL_ETFLIST_LOADED);
+    const int other = VeltraBusinessDataInterface::GetKorvoEventMsgIdByStr(QStringLiteral("SOME_NEW_EVENT"));
+    QVERIFY(etf != other);
+    QCOMPARE(VeltraBusinessDataInterface::GetKorvoEventMsgIdByStr(QStringLiteral("SOME_NEW_EVENT")), other);
+    QVERIFY(other != VeltraBusinessDataInterface::GetKorvoEventMsgIdByStr(QStringLiteral("ANOTHER_EVENT")));
+
+    const auto accounts = VeltraBusinessDataInterface::GetTradingAccountList();
+    QVERIFY(accounts.size() >= 4);
+    QStringList markets;
+    for (const auto &a : accounts)
+        markets << a.market;
+    QVERIFY(markets.contains(QStringLiteral("SH")) && markets.contains(QStringLiteral("SZHK")));
+}
+
+QTEST_MAIN(tst_Framework)
+#include "tst_framework.moc"
