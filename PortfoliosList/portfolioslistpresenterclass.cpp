@@ -169,6 +169,9 @@ void PortfoliosListPresenterClass::slotInitCoreData()
                                 QStringLiteral("组合列表加载失败：%1").arg(error));
     } else {
         subscribeStoredPortfolios();
+        VeltraUtils::PutBusiMsg(BusiMsgLevel::Info, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                                QStringLiteral("组合列表已加载%1个组合")
+                                    .arg(PortfolioListBasicInfo::GetInstance()->GetPortfolioDetails().size()));
     }
     emit signalDataLoadState(0);
     emit CoreDataInitialized(rc == 0);

@@ -12,7 +12,8 @@
 #include <QStringList>
 #include <QVariantMap>
 
-class CMessageCommon;
+class CPackMessageCommon;
+class CUnPackMessageCommon;
 
 // The page's one link to the platform: keeps the portfolio store in step with the back
 // end, turns bus events and market records into signals for the list, subscribes quotes,
@@ -91,9 +92,13 @@ protected:
     void ProcMarketRecords(const QList<QVariantMap> &records) override;
 
 private:
-    // Sends one request; on a transport result other than 0 returns false with the
-    // time-out text or the transport code in error.
-    int sendRequest(CMessageCommon &message, QVariant &reply);
+    // The common answer handling of a single request: sends the body, then returns "0"
+    // (answer unpacked), "请求超时" on a time-out, or the back end's text (logged with
+    // logLabel and logKey). With sendFailurePrefix, any transport failure returns that
+    // prefix and the transport code instead.
+    QString request(const QString &type, const CPackMessageCommon &body, const QString &logLabel,
+                    const QString &logKey, CUnPackMessageCommon &answer,
+                    const QString &sendFailurePrefix = QString());
     void putEvent(int type, const QVariantMap &fields);
     void subscribeStoredPortfolios();
 

@@ -79,9 +79,30 @@ QJsonDocument extensionDocument(const QVariantMap &extension)
 
 } // namespace
 
-int PortfoliosListPresenterClass::sendRequest(CMessageCommon &message, QVariant &reply)
+QString PortfoliosListPresenterClass::request(const QString &type, const CPackMessageCommon &body,
+                                              const QString &logLabel, const QString &logKey,
+                                              CUnPackMessageCommon &answer,
+                                              const QString &sendFailurePrefix)
 {
-    return sendRequest_Sync(&message, reply);
+    CMessageCommon message;
+    message.SetSrcid(pluginPid());
+    message.SetType(type);
+    message.SetMsg(body.GetPackedMsg(false));
+    QVariant reply;
+    const int rc = sendRequest_Sync(&message, reply);
+    if (rc != 0 && !sendFailurePrefix.isEmpty())
+        return sendFailurePrefix + QString::number(rc);
+    if (rc == 1)
+        return kTimeout;
+    answer.SetUnPackMsg(reply);
+    if (rc != 0)
+        return answer.GetValue(RequestField::textDescription).toString();
+    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+        const QString text = answer.GetValue(RequestField::textDescription).toString();
+        qInfo().noquote() << logLabel << logKey << ". error msg:" << text;
+        return text;
+    }
+    return QStringLiteral("0");
 }
 
 QString PortfoliosListPresenterClass::AlterPortfolio(PortfolioDetailBasicInfo &detail, bool bCreate)
@@ -100,25 +121,12 @@ QString PortfoliosListPresenterClass::AlterPortfolio(PortfolioDetailBasicInfo &d
     body.AddVaule(RequestField::msgType, MsgType::alterPortfolioRequest);
     body.AddVaule(RequestField::portfolioExtensionDescription,
                   QString::fromUtf8(extension.toJson(QJsonDocument::Compact)));
-    CMessageCommon message;
-    message.SetSrcid(pluginPid());
-    message.SetType(MsgType::alterPortfolioRequest);
-    message.SetMsg(body.GetPackedMsg(false));
     qDebug().noquote() << "qrx's Tag:XXXXX31 AlterPortfolio" << body.GetPackedMsg(true).toString();
-
-    QVariant reply;
-    const int rc = sendRequest(message, reply);
-    if (rc == 1)
-        return kTimeout;
     CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(reply);
-    if (rc != 0)
-        return answer.GetValue(RequestField::textDescription).toString();
-    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
-        const QString text = answer.GetValue(RequestField::textDescription).toString();
-        qInfo().noquote() << "AlterPortfolio:" << detail.PortfolioNo() << ". error msg:" << text;
-        return text;
-    }
+    const QString rc = request(MsgType::alterPortfolioRequest, body, QStringLiteral("AlterPortfolio:"),
+                               detail.PortfolioNo(), answer);
+    if (rc != QLatin1String("0"))
+        return rc;
     if (bCreate)
         detail.setPortfolioNo(answer.GetValue(RequestField::portfolioNo).toString());
     return QStringLiteral("0");
@@ -134,25 +142,12 @@ QString PortfoliosListPresenterClass::AlterStrategy(PortfolioStrategyInfo &strat
     body.AddVaule(RequestField::strategyType, strategy.StrategyType());
     body.AddVaule(RequestField::StrategyManaStatus, strategy.StrategyManaStatus());
     body.AddVaule(RequestField::msgType, MsgType::alterStrategyRequest);
-    CMessageCommon message;
-    message.SetSrcid(pluginPid());
-    message.SetType(MsgType::alterStrategyRequest);
-    message.SetMsg(body.GetPackedMsg(false));
     qDebug().noquote() << "AlterStrategy" << body.GetPackedMsg(true).toString();
-
-    QVariant reply;
-    const int rc = sendRequest(message, reply);
-    if (rc == 1)
-        return kTimeout;
     CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(reply);
-    if (rc != 0)
-        return answer.GetValue(RequestField::textDescription).toString();
-    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
-        const QString text = answer.GetValue(RequestField::textDescription).toString();
-        qInfo().noquote() << "AlterStrategy:" << strategy.StrategyName() << ". error msg:" << text;
-        return text;
-    }
+    const QString rc = request(MsgType::alterStrategyRequest, body, QStringLiteral("AlterStrategy:"),
+                               strategy.StrategyName(), answer);
+    if (rc != QLatin1String("0"))
+        return rc;
     if (bCreate)
         strategy.setStrategyNo(answer.GetValue(RequestField::strategyNo).toString());
     return QStringLiteral("0");
@@ -185,25 +180,12 @@ QString PortfoliosListPresenterClass::AlterPortfolioDetail(PortfolioDetailBasicI
         symbols.append(item.Symbol());
     }
     body.AddVaule(RequestField::subGroupNumber, items.size());
-    CMessageCommon message;
-    message.SetSrcid(pluginPid());
-    message.SetType(MsgType::alterPortfolioDetailRequest);
-    message.SetMsg(body.GetPackedMsg(false));
     qDebug().noquote() << "AlterPortfolioDetail" << detail.PortfolioNo() << "lines" << items.size();
-
-    QVariant reply;
-    const int rc = sendRequest(message, reply);
-    if (rc == 1)
-        return kTimeout;
     CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(reply);
-    if (rc != 0)
-        return answer.GetValue(RequestField::textDescription).toString();
-    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
-        const QString text = answer.GetValue(RequestField::textDescription).toString();
-        qInfo().noquote() << "AlterPortfolioDetail:" << detail.PortfolioNo() << ". error msg:" << text;
-        return text;
-    }
+    const QString rc = request(MsgType::alterPortfolioDetailRequest, body,
+                               QStringLiteral("AlterPortfolioDetail:"), detail.PortfolioNo(), answer);
+    if (rc != QLatin1String("0"))
+        return rc;
     if (!symbols.isEmpty())
         BusinessDataInterface::SubscribeSecurityQuotation(this, symbols, 1, 1);
     return QStringLiteral("0");
@@ -214,22 +196,9 @@ QString PortfoliosListPresenterClass::ClearPortfolioDetail(const PortfolioDetail
     CPackMessageCommon body;
     body.AddVaule(RequestField::portfolioNo, detail.PortfolioNo());
     body.AddVaule(RequestField::msgType, MsgType::deletePortfolioDetailRequest);
-    CMessageCommon message;
-    message.SetSrcid(pluginPid());
-    message.SetType(MsgType::deletePortfolioDetailRequest);
-    message.SetMsg(body.GetPackedMsg(false));
-    QVariant reply;
-    const int rc = sendRequest(message, reply);
-    if (rc != 0)
-        return QStringLiteral("清除组合明细信息发送失败。错误代码：") + QString::number(rc);
     CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(reply);
-    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
-        const QString text = answer.GetValue(RequestField::textDescription).toString();
-        qInfo().noquote() << "ClearPortfolioDetail:" << detail.PortfolioNo() << ". error msg:" << text;
-        return text;
-    }
-    return QStringLiteral("0");
+    return request(MsgType::deletePortfolioDetailRequest, body, QStringLiteral("ClearPortfolioDetail:"),
+                   detail.PortfolioNo(), answer, QStringLiteral("清除组合明细信息发送失败。错误代码："));
 }
 
 QString PortfoliosListPresenterClass::AddPortfolio(PortfolioDetailBasicInfo &detail)
@@ -290,20 +259,8 @@ QString PortfoliosListPresenterClass::DelPortfolioList(QStringList portfolioNos)
         body.AddRow();
         body.AddRowVaule(RequestField::portfolioNo, no);
     }
-    CMessageCommon message;
-    message.SetSrcid(pluginPid());
-    message.SetType(MsgType::deletePortfolioRequest);
-    message.SetMsg(body.GetPackedMsg(false));
-    QVariant reply;
-    const int rc = sendRequest(message, reply);
-    if (rc != 0)
-        return QStringLiteral("删除组合列表发送失败。错误代码：") + QString::number(rc);
     CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(reply);
-    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
-        const QString text = answer.GetValue(RequestField::textDescription).toString();
-        qInfo().noquote() << "DelPortfolioList:" << portfolioNos.join(QLatin1Char(',')) << ". error msg:" << text;
-        return text;
-    }
-    return QStringLiteral("0");
+    return request(MsgType::deletePortfolioRequest, body, QStringLiteral("DelPortfolioList:"),
+                   portfolioNos.join(QLatin1Char(',')), answer,
+                   QStringLiteral("删除组合列表发送失败。错误代码："));
 }
