@@ -32,14 +32,14 @@ const char kPageId[] = "TZApp.PortfoliosList";
 int listPlugins(PluginManager &plugins, const QString &folder)
 {
     plugins.loadPlugins(folder);
-    for (const PluginSpec *spec : plugins.plugins()) {
-        if (!spec->plugin)
+    for (const PluginEntry *entry : plugins.plugins()) {
+        if (!entry->plugin)
             continue;
         QStringList ids;
-        for (const PageDescriptor &page : spec->pages)
+        for (const PageDescriptor &page : entry->pages)
             ids << page.id;
-        printf("%s %s %s %s\n", qPrintable(spec->name), qPrintable(spec->version),
-               qPrintable(spec->category), qPrintable(ids.join(QLatin1Char(','))));
+        printf("%s %s %s %s\n", qPrintable(entry->name), qPrintable(entry->version),
+               qPrintable(entry->category), qPrintable(ids.join(QLatin1Char(','))));
     }
     return 0;
 }

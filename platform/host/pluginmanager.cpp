@@ -20,7 +20,7 @@ PluginManager::PluginManager(QObject *parent)
 PluginManager::~PluginManager()
 {
     shutdown();
-    qDeleteAll(m_specs);
+    qDeleteAll(m_entries);
 }
 
 int PluginManager::loadPlugins(const QString &folder, const QStringList &arguments)
@@ -31,53 +31,53 @@ int PluginManager::loadPlugins(const QString &folder, const QStringList &argumen
     for (const QFileInfo &file : files) {
         if (!QLibrary::isLibrary(file.fileName()))
             continue;
-        PluginSpec *spec = loadPlugin(file.absoluteFilePath(), arguments);
-        if (spec && spec->plugin)
+        PluginEntry *entry = loadPlugin(file.absoluteFilePath(), arguments);
+        if (entry && entry->plugin)
             ++loaded;
     }
     return loaded;
 }
 
-PluginSpec *PluginManager::loadPlugin(const QString &filePath, const QStringList &arguments)
+PluginEntry *PluginManager::loadPlugin(const QString &filePath, const QStringList &arguments)
 {
-    auto *spec = new PluginSpec;
-    spec->filePath = filePath;
-    m_specs.append(spec);
+    auto *entry = new PluginEntry;
+    entry->filePath = filePath;
+    m_entries.append(entry);
 
     auto *loader = new QPluginLoader(filePath, this);
     const QJsonObject meta = loader->metaData();
     const QString iid = meta.value(QStringLiteral("IID")).toString();
     if (iid != QLatin1String(pluginIid)) {
-        spec->error = QStringLiteral("interface id \"%1\" is not \"%2\"").arg(iid, pluginIid);
-        qInfo().noquote() << "PluginManager::loadPlugin skipped" << filePath << spec->error;
+        entry->error = QStringLiteral("interface id \"%1\" is not \"%2\"").arg(iid, pluginIid);
+        qInfo().noquote() << "PluginManager::loadPlugin skipped" << filePath << entry->error;
         delete loader;
-        return spec;
+        return entry;
     }
-    spec->metaData = meta.value(QStringLiteral("MetaData")).toObject();
-    spec->name = spec->metaData.value(QStringLiteral("Name")).toString();
-    spec->version = spec->metaData.value(QStringLiteral("Version")).toString();
-    spec->category = spec->metaData.value(QStringLiteral("Category")).toString();
+    entry->metaData = meta.value(QStringLiteral("MetaData")).toObject();
+    entry->name = entry->metaData.value(QStringLiteral("Name")).toString();
+    entry->version = entry->metaData.value(QStringLiteral("Version")).toString();
+    entry->category = entry->metaData.value(QStringLiteral("Category")).toString();
 
     QObject *instance = loader->instance();
     auto *plugin = qobject_cast<IPlugin *>(instance);
     if (!plugin) {
-        spec->error = instance ? QStringLiteral("root object is not an IPlugin")
+        entry->error = instance ? QStringLiteral("root object is not an IPlugin")
                                : loader->errorString();
-        qWarning().noquote() << "PluginManager::loadPlugin failed" << filePath << spec->error;
+        qWarning().noquote() << "PluginManager::loadPlugin failed" << filePath << entry->error;
         loader->unload();
         delete loader;
-        return spec;
+        return entry;
     }
-    spec->loader = loader;
-    spec->plugin = plugin;
+    entry->loader = loader;
+    entry->plugin = plugin;
 
     const int before = plugin->autoReleasedObjects().size();
     QString error;
     const QString libraryName = QFileInfo(filePath).completeBaseName();
     if (!plugin->initialize(arguments, &error, libraryName)) {
-        spec->error = error.isEmpty() ? QStringLiteral("initialize failed") : error;
-        qWarning().noquote() << "PluginManager::loadPlugin initialize failed" << filePath << spec->error;
-        return spec;
+        entry->error = error.isEmpty() ? QStringLiteral("initialize failed") : error;
+        qWarning().noquote() << "PluginManager::loadPlugin initialize failed" << filePath << entry->error;
+        return entry;
     }
     plugin->extensionsInitialized();
 
@@ -92,25 +92,25 @@ PluginSpec *PluginManager::loadPlugin(const QString &filePath, const QStringList
         page.id = o->property("id").toString();
         page.dllName = o->property("dllname").toString();
         page.metaId = o->property("metaId").toInt();
-        spec->pages.append(page);
+        entry->pages.append(page);
     }
-    qInfo().noquote() << "PluginManager::loadPlugin loaded" << spec->name << spec->version
+    qInfo().noquote() << "PluginManager::loadPlugin loaded" << entry->name << entry->version
                       << "from" << filePath;
-    return spec;
+    return entry;
 }
 
 QList<PageDescriptor> PluginManager::pages() const
 {
     QList<PageDescriptor> result;
-    for (const PluginSpec *spec : m_specs)
-        result += spec->pages;
+    for (const PluginEntry *entry : m_entries)
+        result += entry->pages;
     return result;
 }
 
 const PageDescriptor *PluginManager::pageById(const QString &id) const
 {
-    for (const PluginSpec *spec : m_specs) {
-        for (const PageDescriptor &page : spec->pages) {
+    for (const PluginEntry *entry : m_entries) {
+        for (const PageDescriptor &page : entry->pages) {
             if (page.id == id)
                 return &page;
         }
@@ -140,20 +140,20 @@ void PluginManager::shutdown()
     if (m_shutDown)
         return;
     m_shutDown = true;
-    for (int i = m_specs.size() - 1; i >= 0; --i) {
-        if (IPlugin *plugin = m_specs.at(i)->plugin)
+    for (int i = m_entries.size() - 1; i >= 0; --i) {
+        if (IPlugin *plugin = m_entries.at(i)->plugin)
             plugin->aboutToShutdown();
     }
-    for (int i = m_specs.size() - 1; i >= 0; --i) {
-        if (IPlugin *plugin = m_specs.at(i)->plugin)
+    for (int i = m_entries.size() - 1; i >= 0; --i) {
+        if (IPlugin *plugin = m_entries.at(i)->plugin)
             plugin->releaseAutoReleasedObjects();
     }
-    for (int i = m_specs.size() - 1; i >= 0; --i) {
-        PluginSpec *spec = m_specs.at(i);
-        if (spec->loader) {
+    for (int i = m_entries.size() - 1; i >= 0; --i) {
+        PluginEntry *entry = m_entries.at(i);
+        if (entry->loader) {
             // Unloading a library that still has live widgets or meta-types would pull
             // code from under them; the process is ending anyway, so keep it mapped.
-            spec->plugin = nullptr;
+            entry->plugin = nullptr;
         }
     }
 }

@@ -22,7 +22,7 @@ struct PageDescriptor
 };
 
 // One plugin library and what became of it.
-struct PluginSpec
+struct PluginEntry
 {
     QString filePath;
     QJsonObject metaData;  // the "MetaData" object of the plugin's metadata block
@@ -50,10 +50,10 @@ public:
 
     // Loads all libraries of the folder, in file-name order. Returns the number loaded.
     int loadPlugins(const QString &folder, const QStringList &arguments = QStringList());
-    // Loads one library; the spec records the outcome.
-    PluginSpec *loadPlugin(const QString &filePath, const QStringList &arguments = QStringList());
+    // Loads one library; the entry records the outcome.
+    PluginEntry *loadPlugin(const QString &filePath, const QStringList &arguments = QStringList());
 
-    QList<PluginSpec *> plugins() const { return m_specs; }
+    QList<PluginEntry *> plugins() const { return m_entries; }
     QList<PageDescriptor> pages() const;
     const PageDescriptor *pageById(const QString &id) const;
 
@@ -66,6 +66,6 @@ public:
     void shutdown();
 
 private:
-    QList<PluginSpec *> m_specs;
+    QList<PluginEntry *> m_entries;
     bool m_shutDown = false;
 };

@@ -42,10 +42,10 @@ void tst_PluginManager::loadsOwnPluginsAndSkipsForeignOnes()
     QCOMPARE(manager.loadPlugins(QStringLiteral(TEST_PLUGIN_DIR), {QStringLiteral("--flag")}), 1);
     QCOMPARE(manager.plugins().size(), 2);
 
-    const PluginSpec *foreign = nullptr;
-    const PluginSpec *own = nullptr;
-    for (const PluginSpec *spec : manager.plugins())
-        (spec->plugin ? own : foreign) = spec;
+    const PluginEntry *foreign = nullptr;
+    const PluginEntry *own = nullptr;
+    for (const PluginEntry *entry : manager.plugins())
+        (entry->plugin ? own : foreign) = entry;
     QVERIFY(foreign && own);
     QVERIFY(foreign->error.contains(QStringLiteral("org.example.OtherHost")));
     QCOMPARE(own->name, QStringLiteral("Lifecycle"));
@@ -69,8 +69,8 @@ void tst_PluginManager::shutdownReleasesNewestFirst()
     QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("skipped")));
     manager.loadPlugins(QStringLiteral(TEST_PLUGIN_DIR));
     IPlugin *plugin = nullptr;
-    for (const PluginSpec *spec : manager.plugins())
-        plugin = spec->plugin ? spec->plugin : plugin;
+    for (const PluginEntry *entry : manager.plugins())
+        plugin = entry->plugin ? entry->plugin : plugin;
     QVERIFY(plugin);
     const QList<QObject *> published = plugin->autoReleasedObjects();
     QCOMPARE(published.size(), 4);
