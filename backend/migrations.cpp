@@ -124,6 +124,10 @@ const std::vector<Migration> &migrationList()
                          " ON order_batches (portfolio_id, state)"),
           QStringLiteral("INSERT INTO number_sequences (name, next_value) VALUES ('batch', 1)")},
          backfillParamType},
+        {3, QStringLiteral("lines indexed by their position, so appending a line is one probe"),
+         {QStringLiteral("CREATE INDEX portfolio_lines_by_position"
+                         " ON portfolio_lines (portfolio_id, line_no)")},
+         {}},
     };
     return list;
 }

@@ -142,6 +142,7 @@ bool SqlPortfolioStore::open(const QString &path, QString *error)
 
 void SqlPortfolioStore::close()
 {
+    m_insertLine.reset();  // a prepared statement must not outlive its connection
     if (!m_db.isValid())
         return;
     m_db.close();
@@ -473,12 +474,15 @@ bool SqlPortfolioStore::portfolios(qint64 userId, QList<PortfolioRecord> *out, Q
 
 bool SqlPortfolioStore::addLine(qint64 portfolioId, const PortfolioLine &line, QString *error)
 {
-    QSqlQuery insert(m_db);
-    insert.prepare(QStringLiteral(
-        "INSERT INTO portfolio_lines (portfolio_id, line_no, %1)"
-        " SELECT ?, COALESCE(MAX(line_no), 0) + 1, ?, ?, ?, ?, ?, ?, ?, ?, ?"
-        " FROM portfolio_lines WHERE portfolio_id = ?")
-                       .arg(kLineColumns));
+    if (!m_insertLine) {
+        m_insertLine = std::make_unique<QSqlQuery>(m_db);
+        m_insertLine->prepare(QStringLiteral(
+            "INSERT INTO portfolio_lines (portfolio_id, line_no, %1)"
+            " SELECT ?, COALESCE(MAX(line_no), 0) + 1, ?, ?, ?, ?, ?, ?, ?, ?, ?"
+            " FROM portfolio_lines WHERE portfolio_id = ?")
+                                  .arg(kLineColumns));
+    }
+    QSqlQuery &insert = *m_insertLine;
     insert.addBindValue(portfolioId);
     insert.addBindValue(line.securityId);
     insert.addBindValue(line.exchange);

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <memory>
+
 #include "portfoliorecords.h"
 
 #include <QList>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QString>
 #include <QVariant>
 
@@ -78,4 +81,6 @@ private:
 
     QString m_connectionName;
     QSqlDatabase m_db;
+    // The line insert runs once per line of every detail request: prepared once.
+    std::unique_ptr<QSqlQuery> m_insertLine;
 };

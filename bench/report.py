@@ -15,6 +15,8 @@ TARGETS = {
     "BM_UpdateQuote": ("UpdateQuote", "rate", 2_000_000),
     "BM_CalculateExtraInfo_1000x200": ("CalculateExtraInfo over 1,000 portfolios x 200 lines", "ms", 10),
     "BM_Create200LinePortfolio": ("create a 200-line portfolio through the embedded back end", "ms", 20),
+    "BM_Import5000LineXlsx": ("import a 5,000-line .xlsx through the list's import button", "ms", 300),
+    "BM_Delete100Selected": ("delete 100 selected portfolios from the list", "ms", 2000),
 }
 TO_MS = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}
 

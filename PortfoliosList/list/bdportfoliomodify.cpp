@@ -37,6 +37,11 @@ void BDPortfolioModify::setNameOnly(bool nameOnly)
         w->setVisible(!nameOnly);
 }
 
+void BDPortfolioModify::setProposedName(const QString &name)
+{
+    ui->m_pNameEdit->setText(name);
+}
+
 QString BDPortfolioModify::nameText() const
 {
     return ui->m_pNameEdit->text();

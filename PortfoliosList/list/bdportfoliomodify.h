@@ -20,6 +20,8 @@ public:
 
     void setDetail(const PortfolioDetailBasicInfo &detail);
     void setNameOnly(bool nameOnly);
+    // Puts a suggested name into the name field; the portfolio itself keeps its name.
+    void setProposedName(const QString &name);
     QString nameText() const;
 
 signals:

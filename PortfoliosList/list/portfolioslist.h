@@ -107,6 +107,9 @@ private:
     void reorder(const QString &item);
     void onContextAction(QAction *action);
     void downloadTemplate(VeltraConstants::TemplateFileType type);
+    // A free name of at most 25 characters for a portfolio called `name`: the name itself
+    // when free, else the smallest free number appended to the name cut to make room.
+    QString fittingFreeName(const QString &name) const;
     // Finds the strategy label by name, creating it on the back end when unknown.
     QString ensureStrategy(PortfolioDetailBasicInfo &detail);
     // After a successful alteration: store, row and the broadcast to other pages.

@@ -30,6 +30,21 @@ QString numberOf(const RowRecord &row)
 }
 }
 
+QString PortfoliosList::fittingFreeName(const QString &name) const
+{
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    QString free;
+    if (name.size() <= kMaxNameLength && !store->CheckPortfolioName(name, free))
+        return name;
+    // As the store's rule, the smallest free number, with the name cut to make room.
+    for (int n = 1;; ++n) {
+        const QString number = QString::number(n);
+        const QString candidate = name.left(kMaxNameLength - number.size()) + number;
+        if (!store->CheckPortfolioName(candidate, free))
+            return candidate;
+    }
+}
+
 void PortfoliosList::afterAdd(const PortfolioDetailBasicInfo &detail)
 {
     QVariantList symbols;
@@ -158,7 +173,12 @@ void PortfoliosList::on_pushButton_import_clicked()
     const int dot = fileName.indexOf(QLatin1Char('.'));
     // A name without a dot keeps its whole length: left() of a negative count is all.
     QString name = fileName.left(dot < 0 ? dot : qMin(dot, kMaxNameLength));
-    const bool renamed = PortfolioListBasicInfo::GetInstance()->CheckPortfolioName(name, name);
+    bool renamed = PortfolioListBasicInfo::GetInstance()->CheckPortfolioName(name, name);
+    if (name.size() > kMaxNameLength) {
+        // The free name outgrew what the back end stores: shorten it instead.
+        name = fittingFreeName(fileName.left(dot < 0 ? dot : qMin(dot, kMaxNameLength)));
+        renamed = true;
+    }
 
     PortfolioDetailBasicInfo detail;
     detail.setName(name);
@@ -195,9 +215,8 @@ void PortfoliosList::on_pushButton_copy_clicked()
         dialog.setTitle(QStringLiteral("复制组合-修改组合名称"));
         auto *body = new BDPortfolioModify(&dialog);
         body->setNameOnly(true);
-        PortfolioDetailBasicInfo proposal = detail;
-        proposal.setName(name);
-        body->setDetail(proposal);
+        body->setDetail(detail);
+        body->setProposedName(fittingFreeName(detail.Name()));
         dialog.setBody(body);
         connect(body, &BDPortfolioModify::singnalPushBtnClose, &dialog, [&](bool confirmed) {
             name = confirmed ? body->nameText() : QString();

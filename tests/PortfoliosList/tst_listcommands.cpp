@@ -45,7 +45,8 @@ bool writeCsv(const QString &path, const QStringList &lines)
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
-    const QByteArray data = (QStringList{kCsvHeader} + lines).join(QLatin1Char('\n')).toUtf8() + '\n';
+    const QByteArray data =
+        (QStringList{kCsvHeader} + lines).join(QLatin1Char('\n')).toUtf8() + '\n';
     return file.write(data) == data.size();
 }
 
@@ -72,22 +73,17 @@ struct FileDialogs
     QStringList saved;
 };
 
-QList<PortfolioDetailBasicInfo> backendPortfolios()
+QList<QVariantMap> queryRows(const QString &type)
 {
-    QList<PortfolioDetailBasicInfo> all;
-    const TestBackend::Answer a = TestBackend::request(
-        MsgType::queryPortfolioRequest,
-        {{RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount()}});
-    for (const QVariantMap &row : a.body.rows())
-        all << PortfolioWireFormat::portfolioFromRow(row);
-    return all;
+    const QString user = CBusinessDataBase::GetInstance()->GetLoginAccount();
+    return TestBackend::request(type, {{RequestField::userID, user}}).body.rows();
 }
 
 PortfolioDetailBasicInfo backendPortfolio(const QString &portfolioNo)
 {
-    for (const PortfolioDetailBasicInfo &p : backendPortfolios()) {
-        if (p.PortfolioNo() == portfolioNo)
-            return p;
+    for (const QVariantMap &row : queryRows(MsgType::queryPortfolioRequest)) {
+        if (row.value(RequestField::portfolioNo).toString() == portfolioNo)
+            return PortfolioWireFormat::portfolioFromRow(row);
     }
     return PortfolioDetailBasicInfo();
 }
@@ -95,10 +91,7 @@ PortfolioDetailBasicInfo backendPortfolio(const QString &portfolioNo)
 QStringList backendStrategyNames()
 {
     QStringList names;
-    const TestBackend::Answer a = TestBackend::request(
-        MsgType::queryStrategyRequest,
-        {{RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount()}});
-    for (const QVariantMap &row : a.body.rows())
+    for (const QVariantMap &row : queryRows(MsgType::queryStrategyRequest))
         names << row.value(RequestField::strategyName).toString();
     return names;
 }
@@ -114,63 +107,13 @@ QStringList linesOf(const PortfolioDetailBasicInfo &p)
 
 PortfolioDetailBasicInfo stored(const QString &portfolioNo)
 {
-    PortfolioDetailBasicInfo *p = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portfolioNo);
+    auto *p = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portfolioNo);
     return p ? *p : PortfolioDetailBasicInfo();
 }
 
 QStringList storeNames()
 {
     return PortfolioListBasicInfo::GetInstance()->getAllPortfolioName();
-}
-
-bool showPage(PageFixture &f)
-{
-    f.page->show();
-    f.page->activateWindow();
-    return QTest::qWaitForWindowActive(f.page.get());
-}
-
-QModelIndex indexOf(PageFixture &f, int row, int column = 0)
-{
-    return f.table()->recordModel()->index(row, column);
-}
-
-QPoint centreOf(PageFixture &f, int row)
-{
-    return f.table()->visualRect(indexOf(f, row)).center();
-}
-
-QString numberAt(PageFixture &f, int row)
-{
-    return f.cell(row, 8);
-}
-
-int currentRow(PageFixture &f)
-{
-    return f.table()->currentIndex().row();
-}
-
-void makeCurrent(PageFixture &f, int row)
-{
-    f.table()->setCurrentIndex(indexOf(f, row), true);
-}
-
-void clearCurrent(PageFixture &f)
-{
-    f.table()->selectionModel()->clear();
-}
-
-void selectRows(PageFixture &f, const QStringList &names)
-{
-    f.table()->selectionModel()->clearSelection();
-    for (const QString &name : names)
-        f.table()->selectionModel()->select(indexOf(f, f.rowOfName(name)),
-                                            QItemSelectionModel::Select | QItemSelectionModel::Rows);
-}
-
-QMenu *contextMenu(PageFixture &f)
-{
-    return f.list()->findChild<QMenu *>(QStringLiteral("PortfoliosListContextMenu"));
 }
 
 QAction *menuAction(QMenu *menu, const QString &text)
@@ -182,28 +125,66 @@ QAction *menuAction(QMenu *menu, const QString &text)
     return nullptr;
 }
 
-// As the trader does it: right button on the row (which makes it current), the menu
-// opens over it, the item is picked. False when the menu did not open.
-bool pickFromContextMenu(PageFixture &f, int row, const QString &item)
+// The page fixture with the table gestures of a trader.
+struct Page : PageFixture
 {
-    QWidget *viewport = f.table()->viewport();
-    const QPoint at = centreOf(f, row);
-    QTest::mousePress(viewport, Qt::RightButton, {}, at);
-    QTest::mouseRelease(viewport, Qt::RightButton, {}, at);
-    QContextMenuEvent event(QContextMenuEvent::Mouse, at, viewport->mapToGlobal(at));
-    QApplication::sendEvent(f.list(), &event);
-    QMenu *menu = contextMenu(f);
-    if (!menu || !menu->isVisible())
-        return false;
-    menuAction(menu, item)->trigger();
-    menu->hide();
-    return true;
-}
+    QModelIndex at(int row, int col = 0) const { return table()->recordModel()->index(row, col); }
+    QPoint centreOf(int row) const { return table()->visualRect(at(row)).center(); }
+    QString numberAt(int row) const { return cell(row, 8); }
+    int currentRow() const { return table()->currentIndex().row(); }
+    void makeCurrent(int row) { table()->setCurrentIndex(at(row), true); }
+    QLineEdit *nameEditor(int row) const
+    {
+        return qobject_cast<QLineEdit *>(table()->indexWidget(at(row)));
+    }
+    QMenu *contextMenu() const
+    {
+        return list()->findChild<QMenu *>(QStringLiteral("PortfoliosListContextMenu"));
+    }
 
-QLineEdit *nameEditor(PageFixture &f, int row)
-{
-    return qobject_cast<QLineEdit *>(f.table()->indexWidget(indexOf(f, row)));
-}
+    bool show()
+    {
+        page->show();
+        page->activateWindow();
+        return QTest::qWaitForWindowActive(page.get());
+    }
+
+    void selectRows(const QStringList &names)
+    {
+        table()->selectionModel()->clearSelection();
+        for (const QString &name : names)
+            table()->selectionModel()->select(
+                at(rowOfName(name)), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    }
+
+    // Right button on the row (which makes it current), the menu opens over it, the item
+    // is picked. False when the menu did not open.
+    bool pickFromContextMenu(int row, const QString &item)
+    {
+        QWidget *viewport = table()->viewport();
+        const QPoint pos = centreOf(row);
+        QTest::mousePress(viewport, Qt::RightButton, {}, pos);
+        QTest::mouseRelease(viewport, Qt::RightButton, {}, pos);
+        QContextMenuEvent event(QContextMenuEvent::Mouse, pos, viewport->mapToGlobal(pos));
+        QApplication::sendEvent(list(), &event);
+        QMenu *menu = contextMenu();
+        if (!menu || !menu->isVisible())
+            return false;
+        menuAction(menu, item)->trigger();
+        menu->hide();
+        return true;
+    }
+
+    // A real double click (press, release, double click, release); returns the editor.
+    QLineEdit *doubleClickName(int row)
+    {
+        QWidget *viewport = table()->viewport();
+        QTest::mouseClick(viewport, Qt::LeftButton, {}, centreOf(row));
+        QTest::mouseDClick(viewport, Qt::LeftButton, {}, centreOf(row));
+        QTest::mouseRelease(viewport, Qt::LeftButton, {}, centreOf(row));
+        return nameEditor(row);
+    }
+};
 
 // Works the modal dialog a command opens, as the trader would: act runs once the dialog
 // is up. A dialog still open afterwards is cancelled (stillOpen says so), so a wrong
@@ -279,23 +260,19 @@ class tst_ListCommands : public QObject
     Q_OBJECT
 
 private slots:
-    void importNamesPortfolio_data();
-    void importNamesPortfolio();
-    void importRefusesUnusableFile();
-    void importPartlyBadFile_data();
-    void importPartlyBadFile();
+    void import_data();
+    void import();
 
     void commandsNeedCurrentRow_data();
     void commandsNeedCurrentRow();
     void copyShortName();
+    void importTakenLongName();
     void copyLongName_data();
     void copyLongName();
 
-    void deleteSelected_data();
-    void deleteSelected();
+    void remove_data();
+    void remove();
     void deleteCurrentRunsClickAgain();
-    void deleteFromContextMenu_data();
-    void deleteFromContextMenu();
 
     void reorder_data();
     void reorder();
@@ -305,9 +282,8 @@ private slots:
     void renameRefused_data();
     void renameRefused();
 
-    void modifyRefused_data();
-    void modifyRefused();
-    void modifyChangesNameLabelAndQuantity();
+    void modify_data();
+    void modify();
 
     void addRollsBack_data();
     void addRollsBack();
@@ -319,113 +295,104 @@ private slots:
 
 // ---- File import --------------------------------------------------------------------
 
-void tst_ListCommands::importNamesPortfolio_data()
+void tst_ListCommands::import_data()
 {
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("tip");
+    QTest::addColumn<QString>("file");  // empty: the trader cancels the file dialog
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<QStringList>("boxes");  // %1 = what the file reader says of the file
+    QTest::addColumn<QString>("name");  // of the new portfolio; empty: nothing added
 
     const QString ok = QStringLiteral("组合导入成功！");
+    const QString partly =
+        QStringLiteral("组合部分数据未通过校验，原因：\r\n%1 请确认是否继续导入通过检验部分？");
     const QString thirty = QStringLiteral("一二三四五六七八九十").repeated(3);
-    QTest::newRow("name is the file name up to the dot")
-        << QStringLiteral("a/b/组合.csv") << QStringLiteral("组合") << ok;
-    QTest::newRow("long name cut to 25 characters")
-        << thirty + QStringLiteral(".csv") << thirty.left(25) << ok;
-    QTest::newRow("first dot ends the name") << QStringLiteral("x.y.csv") << QStringLiteral("x") << ok;
+    const QStringList mixed = {kGoodLines.at(0), kBadLines.at(0), kGoodLines.at(1)};
+    QTest::newRow("dialog cancelled")
+        << QString() << QStringList() << 1 << QStringList() << QString();
+    QTest::newRow("name is the file name up to the dot") << QStringLiteral("a/b/组合.csv")
+        << kGoodLines << 1 << QStringList{ok} << QStringLiteral("组合");
+    QTest::newRow("long name cut to 25 characters") << thirty + QStringLiteral(".csv")
+        << kGoodLines << 1 << QStringList{ok} << thirty.left(25);
+    QTest::newRow("first dot ends the name")
+        << QStringLiteral("x.y.csv") << kGoodLines << 1 << QStringList{ok} << QStringLiteral("x");
     QTest::newRow("taken name gets the next free name")
-        << kBanks + QStringLiteral(".csv") << kBanks + QStringLiteral("1")
-        << QStringLiteral("组合导入成功，组合名称重复，已修改为银行股组合1！");
+        << kBanks + QStringLiteral(".csv") << kGoodLines << 1
+        << QStringList{QStringLiteral("组合导入成功，组合名称重复，已修改为银行股组合1！")}
+        << kBanks + QStringLiteral("1");
+    QTest::newRow("no good line") << QStringLiteral("坏组合.csv") << kBadLines << 1
+                                  << QStringList{QStringLiteral("组合导入失败，原因：\r\n%1")} << QString();
+    QTest::newRow("partly bad, trader declines")
+        << QStringLiteral("半好组合.csv") << mixed << 0 << QStringList{partly} << QString();
+    QTest::newRow("partly bad, trader accepts the good lines")
+        << QStringLiteral("半好组合.csv") << mixed << 1 << QStringList{partly, ok}
+        << QStringLiteral("半好组合");
 }
 
-void tst_ListCommands::importNamesPortfolio()
+void tst_ListCommands::import()
 {
     QFETCH(QString, file);
-    QFETCH(QString, name);
-    QFETCH(QString, tip);
-    PageFixture f;
-    QVERIFY(f.ready());
-    FileDialogs dialogs;
-    dialogs.openPath = f.backend.path(file);
-    QVERIFY(writeCsv(dialogs.openPath, kGoodLines));
-    const QStringList before = f.names();
-
-    f.list()->on_pushButton_import_clicked();
-
-    QCOMPARE(f.boxes.texts(), QStringList{tip});
-    QCOMPARE(f.names(), before + QStringList{name});
-    QCOMPARE(currentRow(f), f.rows() - 1);
-    const QString no = numberAt(f, f.rows() - 1);
-    const PortfolioDetailBasicInfo onBackend = backendPortfolio(no);
-    QCOMPARE(onBackend.Name(), name);
-    QCOMPARE(linesOf(onBackend), QStringList({QStringLiteral("600519.SH 买入 100"),
-                                              QStringLiteral("000001.SZ 买入 200")}));
-    QCOMPARE(stored(no).Name(), name);
-}
-
-void tst_ListCommands::importRefusesUnusableFile()
-{
-    PageFixture f;
-    QVERIFY(f.ready());
-    FileDialogs dialogs;
-    const QStringList before = f.names();
-
-    // Cancelling the file dialog does nothing at all.
-    f.list()->on_pushButton_import_clicked();
-    QVERIFY(f.boxes.shown.isEmpty());
-
-    dialogs.openPath = f.backend.path(QStringLiteral("坏组合.csv"));
-    QVERIFY(writeCsv(dialogs.openPath, kBadLines));
-    QString reason;
-    QVariantMap extension;
-    QVERIFY(PortfolioImportFile::read(dialogs.openPath, reason, extension).isEmpty());
-    QVERIFY(!reason.isEmpty());
-
-    f.list()->on_pushButton_import_clicked();
-
-    QCOMPARE(f.boxes.shown.size(), 1);
-    QCOMPARE(f.boxes.shown.first().kind, VeltraWidget::MsgBoxKind::Error);
-    QCOMPARE(f.boxes.last(), QStringLiteral("组合导入失败，原因：\r\n") + reason);
-    QCOMPARE(f.names(), before);
-    QCOMPARE(PageFixture::backendNames(), before);
-    QCOMPARE(storeNames(), before);
-}
-
-void tst_ListCommands::importPartlyBadFile_data()
-{
-    QTest::addColumn<int>("answer");
-    QTest::newRow("trader declines: nothing imported") << 0;
-    QTest::newRow("trader accepts: good lines imported") << 1;
-}
-
-void tst_ListCommands::importPartlyBadFile()
-{
+    QFETCH(QStringList, lines);
     QFETCH(int, answer);
-    PageFixture f;
+    QFETCH(QStringList, boxes);
+    QFETCH(QString, name);
+    Page f;
     QVERIFY(f.ready());
     FileDialogs dialogs;
-    dialogs.openPath = f.backend.path(QStringLiteral("半好组合.csv"));
-    QVERIFY(writeCsv(dialogs.openPath, {kGoodLines.at(0), kBadLines.at(0), kGoodLines.at(1)}));
+    if (!file.isEmpty()) {
+        dialogs.openPath = f.backend.path(file);
+        QVERIFY(writeCsv(dialogs.openPath, lines));
+        QString reason;
+        QVariantMap extension;
+        PortfolioImportFile::read(dialogs.openPath, reason, extension);
+        for (QString &text : boxes)
+            text = text.arg(reason);
+    }
     const QStringList before = f.names();
     f.boxes.answers = {answer};
 
     f.list()->on_pushButton_import_clicked();
 
-    QVERIFY(!f.boxes.shown.isEmpty());
-    QCOMPARE(f.boxes.shown.first().kind, VeltraWidget::MsgBoxKind::Question);
-    QVERIFY(f.boxes.shown.first().text.startsWith(QStringLiteral("组合部分数据未通过校验，原因：\r\n第3行：")));
-    if (!answer) {
-        QCOMPARE(f.boxes.shown.size(), 1);
+    QCOMPARE(f.boxes.texts(), boxes);
+    if (name.isEmpty()) {
         QCOMPARE(f.names(), before);
         QCOMPARE(PageFixture::backendNames(), before);
+        QCOMPARE(storeNames(), before);
         return;
     }
-    QCOMPARE(f.boxes.last(), QStringLiteral("组合导入成功！"));
-    QCOMPARE(f.names(), before + QStringList{QStringLiteral("半好组合")});
-    QCOMPARE(linesOf(backendPortfolio(numberAt(f, f.rows() - 1))),
-             QStringList({QStringLiteral("600519.SH 买入 100"), QStringLiteral("000001.SZ 买入 200")}));
+    QCOMPARE(f.names(), before + QStringList{name});
+    QCOMPARE(f.currentRow(), f.rows() - 1);
+    const QString no = f.numberAt(f.rows() - 1);
+    QCOMPARE(backendPortfolio(no).Name(), name);
+    QCOMPARE(linesOf(backendPortfolio(no)), QStringList({QStringLiteral("600519.SH 买入 100"),
+                                                         QStringLiteral("000001.SZ 买入 200")}));
+    QCOMPARE(stored(no).Name(), name);
 }
 
-// ---- Copy -----------------------------------------------------------------------------
+void tst_ListCommands::importTakenLongName()
+{
+    // A taken 25-character name has no room for a number: the name is shortened so that
+    // the free name still fits what the back end stores.
+    Page f;
+    QVERIFY(f.ready());
+    const QString longName = QString(25, QLatin1Char('L'));
+    PortfolioDetailBasicInfo renamed = stored(f.numberAt(f.rowOfName(kBanks)));
+    renamed.setName(longName);
+    QCOMPARE(f.list()->modifyPortfolioName(renamed), QStringLiteral("0"));
+    FileDialogs dialogs;
+    dialogs.openPath = f.backend.path(longName + QStringLiteral(".csv"));
+    QVERIFY(writeCsv(dialogs.openPath, kGoodLines));
+
+    f.list()->on_pushButton_import_clicked();
+
+    const QString expected = longName.left(24) + QStringLiteral("1");
+    QCOMPARE(f.boxes.texts(),
+             QStringList{QStringLiteral("组合导入成功，组合名称重复，已修改为") + expected + QStringLiteral("！")});
+    QCOMPARE(f.names().last(), expected);
+    QCOMPARE(PageFixture::backendNames().last(), expected);
+}
+
+// ---- Current row and copy -------------------------------------------------------------
 
 void tst_ListCommands::commandsNeedCurrentRow_data()
 {
@@ -441,10 +408,10 @@ void tst_ListCommands::commandsNeedCurrentRow()
 {
     QFETCH(QString, command);
     QFETCH(QString, tip);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
     const QStringList before = f.names();
-    clearCurrent(f);
+    f.table()->selectionModel()->clear();
     ModalDriver driver([](TzDialog *) {});
 
     if (command == QLatin1String("copy"))
@@ -452,7 +419,7 @@ void tst_ListCommands::commandsNeedCurrentRow()
     else if (command == QLatin1String("modify"))
         f.list()->on_pushButton_modfiy_clicked();
     else
-        menuAction(contextMenu(f), QStringLiteral("删除"))->trigger();
+        menuAction(f.contextMenu(), QStringLiteral("删除"))->trigger();
 
     QCOMPARE(f.boxes.texts(), QStringList{tip});
     QVERIFY(driver.title.isEmpty());
@@ -462,21 +429,21 @@ void tst_ListCommands::commandsNeedCurrentRow()
 
 void tst_ListCommands::copyShortName()
 {
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
-    QVERIFY(showPage(f));
+    QVERIFY(f.show());
     const int source = f.rowOfName(kBanks);
-    const QStringList sourceLines = linesOf(backendPortfolio(numberAt(f, source)));
+    const QStringList sourceLines = linesOf(backendPortfolio(f.numberAt(source)));
     const QStringList before = f.names();
 
-    QVERIFY(pickFromContextMenu(f, source, QStringLiteral("复制")));
+    QVERIFY(f.pickFromContextMenu(source, QStringLiteral("复制")));
 
     QVERIFY(f.boxes.shown.isEmpty());
     const QString copyName = kBanks + QStringLiteral("1");
     QCOMPARE(f.names(), before + QStringList{copyName});
-    QCOMPARE(currentRow(f), f.rows() - 1);
-    const QString no = numberAt(f, f.rows() - 1);
-    QVERIFY(no != numberAt(f, source));
+    QCOMPARE(f.currentRow(), f.rows() - 1);
+    const QString no = f.numberAt(f.rows() - 1);
+    QVERIFY(no != f.numberAt(source));
     QCOMPARE(backendPortfolio(no).Name(), copyName);
     QCOMPARE(linesOf(backendPortfolio(no)), sourceLines);
     QCOMPARE(stored(no).Name(), copyName);
@@ -492,16 +459,16 @@ void tst_ListCommands::copyLongName_data()
 void tst_ListCommands::copyLongName()
 {
     QFETCH(bool, confirm);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
     // A 25-character name leaves no room for the copy's number.
     const int row = f.rowOfName(kBanks);
-    PortfolioDetailBasicInfo renamed = stored(numberAt(f, row));
+    PortfolioDetailBasicInfo renamed = stored(f.numberAt(row));
     const QString longName = QString(25, QLatin1Char('L'));
     renamed.setName(longName);
     QCOMPARE(f.list()->modifyPortfolioName(renamed), QStringLiteral("0"));
     const QStringList before = f.names();
-    makeCurrent(f, row);
+    f.makeCurrent(row);
 
     QString proposed;
     QStringList tipsWhileOpen;
@@ -511,16 +478,18 @@ void tst_ListCommands::copyLongName()
             press(dialog, "cancelBtn");
             return;
         }
-        press(dialog, "pushButton_confirm");  // the proposal is the taken name
+        setField(dialog, "m_pNameEdit", QStringLiteral("沪深300前20"));  // taken
+        press(dialog, "pushButton_confirm");
         tipsWhileOpen = f.boxes.texts();
-        setField(dialog, "m_pNameEdit", QStringLiteral("长名称副本"));
+        setField(dialog, "m_pNameEdit", proposed);
         press(dialog, "pushButton_confirm");
     });
     f.list()->on_pushButton_copy_clicked();
 
     QCOMPARE(driver.title, QStringLiteral("复制组合-修改组合名称"));
     QVERIFY(!driver.stillOpen);
-    QCOMPARE(proposed, longName);  // the free name cut to what the field takes
+    // A free name that fits: the long name shortened by the room its number needs.
+    QCOMPARE(proposed, longName.left(24) + QStringLiteral("1"));
     if (!confirm) {
         QVERIFY(f.boxes.shown.isEmpty());
         QCOMPARE(f.names(), before);
@@ -528,59 +497,77 @@ void tst_ListCommands::copyLongName()
         return;
     }
     QCOMPARE(tipsWhileOpen, QStringList{QStringLiteral("组合名称重复，请修改!")});
-    QCOMPARE(f.names(), before + QStringList{QStringLiteral("长名称副本")});
+    QCOMPARE(f.names(), before + QStringList{proposed});
     QCOMPARE(PageFixture::backendNames(), f.names());
-    QCOMPARE(currentRow(f), f.rows() - 1);
+    QCOMPARE(f.currentRow(), f.rows() - 1);
 }
 
 // ---- Delete ---------------------------------------------------------------------------
 
-void tst_ListCommands::deleteSelected_data()
+void tst_ListCommands::remove_data()
 {
+    QTest::addColumn<QString>("how");  // "button", "key" or "menu" (on the first selected)
     QTest::addColumn<QStringList>("selected");
     QTest::addColumn<int>("answer");
-    QTest::addColumn<bool>("byKey");
-    QTest::addColumn<QStringList>("boxes");  // %1 = number of the blocked portfolio
+    QTest::addColumn<bool>("backendFails");
+    // %1 = number of the portfolio with the unfinished batch, %2 = of the first selected
+    QTest::addColumn<QStringList>("boxes");
     QTest::addColumn<QStringList>("deleted");
 
     const QString blocked = QStringLiteral("组合%1存在订单未完成，无法删除!");
-    const QStringList mixed = {kBanks, kPending, QStringLiteral("创业板成长")};
-    QTest::newRow("question answered no") << mixed << 0 << false << QStringList{kDeleteQuestion}
-                                          << QStringList();
-    QTest::newRow("unfinished batch kept, others deleted")
-        << mixed << 1 << false << QStringList{kDeleteQuestion, blocked} << QStringList{kBanks, mixed.at(2)};
-    QTest::newRow("Delete key does the same")
-        << mixed << 1 << true << QStringList{kDeleteQuestion, blocked} << QStringList{kBanks, mixed.at(2)};
-    QTest::newRow("all blocked") << QStringList{kPending} << 1 << false
-                                 << QStringList{kDeleteQuestion, blocked,
-                                                QStringLiteral("无符合删除条件的数据")}
-                                 << QStringList();
+    const QString growth = QStringLiteral("创业板成长");
+    const QStringList mixed = {kBanks, kPending, growth};
+    const QStringList none;
+    QTest::newRow("question answered no")
+        << "button" << mixed << 0 << false << QStringList{kDeleteQuestion} << none;
+    QTest::newRow("unfinished batch kept, others deleted") << "button" << mixed << 1 << false
+        << QStringList{kDeleteQuestion, blocked} << QStringList{kBanks, growth};
+    QTest::newRow("Delete key does the same") << "key" << mixed << 1 << false
+        << QStringList{kDeleteQuestion, blocked} << QStringList{kBanks, growth};
+    QTest::newRow("all blocked") << "button" << QStringList{kPending} << 1 << false
+        << QStringList{kDeleteQuestion, blocked, QStringLiteral("无符合删除条件的数据")} << none;
+    QTest::newRow("menu deletes the current row") << "menu" << QStringList{kBanks} << 1 << false
+        << QStringList{kDeleteQuestion} << QStringList{kBanks};
+    QTest::newRow("menu on unfinished batch") << "menu" << QStringList{kPending} << 1 << false
+        << QStringList{QStringLiteral("当前删除组合存在订单未完成，无法删除!")} << none;
+    QTest::newRow("menu, back end refuses") << "menu" << QStringList{kBanks} << 1 << true
+        << QStringList{kDeleteQuestion,
+                       QStringLiteral("编号为:%2数据删除错误!错误代码:删除组合失败。错误代码：x")}
+        << none;
 }
 
-void tst_ListCommands::deleteSelected()
+void tst_ListCommands::remove()
 {
+    QFETCH(QString, how);
     QFETCH(QStringList, selected);
     QFETCH(int, answer);
-    QFETCH(bool, byKey);
+    QFETCH(bool, backendFails);
     QFETCH(QStringList, boxes);
     QFETCH(QStringList, deleted);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
-    QVERIFY(showPage(f));
-    const QString pendingNo = numberAt(f, f.rowOfName(kPending));
-    for (QString &text : boxes)
-        text = text.arg(pendingNo);
+    QVERIFY(f.show());
+    for (QString &text : boxes) {
+        text.replace(QLatin1String("%1"), f.numberAt(f.rowOfName(kPending)));
+        text.replace(QLatin1String("%2"), f.numberAt(f.rowOfName(selected.first())));
+    }
     QStringList expected = f.names();
     for (const QString &name : deleted)
         expected.removeOne(name);
-    selectRows(f, selected);
+    if (backendFails)
+        f.backend.faults().failNext(MsgType::deletePortfolioRequest, QStringLiteral("x"));
     f.boxes.answers = {answer};
 
-    if (byKey) {
-        f.table()->setFocus();
-        QTest::keyClick(f.table(), Qt::Key_Delete);
+    if (how == QLatin1String("menu")) {
+        QVERIFY(f.pickFromContextMenu(f.rowOfName(selected.first()), QStringLiteral("删除")));
     } else {
-        f.list()->on_pushButton_delete_clicked();
+        f.selectRows(selected);
+        if (how == QLatin1String("key")) {
+            f.table()->setFocus();
+            QTest::keyClick(f.table(), Qt::Key_Delete);
+        } else {
+            f.list()->on_pushButton_delete_clicked();
+        }
     }
 
     QCOMPARE(f.boxes.texts(), boxes);
@@ -591,13 +578,13 @@ void tst_ListCommands::deleteSelected()
 
 void tst_ListCommands::deleteCurrentRunsClickAgain()
 {
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
-    QVERIFY(showPage(f));
+    QVERIFY(f.show());
     ClickListener listener;
     const int row = f.rowOfName(kBanks);
-    const QString deletedNo = numberAt(f, row);
-    QTest::mouseClick(f.table()->viewport(), Qt::LeftButton, {}, centreOf(f, row));
+    const QString deletedNo = f.numberAt(row);
+    QTest::mouseClick(f.table()->viewport(), Qt::LeftButton, {}, f.centreOf(row));
     QTest::qWait(100);
     QCOMPARE(listener.portfolioNos, QStringList{deletedNo});
     listener.portfolioNos.clear();
@@ -606,64 +593,20 @@ void tst_ListCommands::deleteCurrentRunsClickAgain()
     QTest::qWait(100);
 
     QCOMPARE(f.rowOfName(kBanks), -1);
-    QVERIFY(currentRow(f) >= 0);
-    const QString nowCurrent = numberAt(f, currentRow(f));
+    QVERIFY(f.currentRow() >= 0);
+    const QString nowCurrent = f.numberAt(f.currentRow());
     QCOMPARE(listener.portfolioNos, QStringList{nowCurrent});
     QCOMPARE(f.list()->currentPortfolioNo(), nowCurrent);
 
     // Deleting a portfolio that is not the clicked one leaves the click alone.
     listener.portfolioNos.clear();
-    const QString other = f.cell(f.rowOfName(kCsi) == currentRow(f) ? 1 : f.rowOfName(kCsi), 0);
-    selectRows(f, {other});
+    const QString other = f.cell(f.currentRow() == 0 ? 1 : 0, 0);
+    f.selectRows({other});
     f.list()->on_pushButton_delete_clicked();
     QTest::qWait(100);
     QCOMPARE(f.rowOfName(other), -1);
     QVERIFY(listener.portfolioNos.isEmpty());
     QCOMPARE(f.list()->currentPortfolioNo(), nowCurrent);
-}
-
-void tst_ListCommands::deleteFromContextMenu_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("backendFails");
-    QTest::addColumn<QStringList>("boxes");  // %1 = the portfolio's number
-    QTest::addColumn<bool>("deleted");
-
-    QTest::newRow("deleted") << kBanks << false << QStringList{kDeleteQuestion} << true;
-    QTest::newRow("unfinished batch")
-        << kPending << false << QStringList{QStringLiteral("当前删除组合存在订单未完成，无法删除!")}
-        << false;
-    QTest::newRow("back end refuses")
-        << kBanks << true
-        << QStringList{kDeleteQuestion,
-                       QStringLiteral("编号为:%1数据删除错误!错误代码:删除组合失败。错误代码：x")}
-        << false;
-}
-
-void tst_ListCommands::deleteFromContextMenu()
-{
-    QFETCH(QString, name);
-    QFETCH(bool, backendFails);
-    QFETCH(QStringList, boxes);
-    QFETCH(bool, deleted);
-    PageFixture f;
-    QVERIFY(f.ready());
-    QVERIFY(showPage(f));
-    const QString no = numberAt(f, f.rowOfName(name));
-    for (QString &text : boxes)
-        text = text.arg(no);
-    QStringList expected = f.names();
-    if (deleted)
-        expected.removeOne(name);
-    if (backendFails)
-        f.backend.faults().failNext(MsgType::deletePortfolioRequest, QStringLiteral("x"));
-
-    QVERIFY(pickFromContextMenu(f, f.rowOfName(name), QStringLiteral("删除")));
-
-    QCOMPARE(f.boxes.texts(), boxes);
-    QCOMPARE(f.names(), expected);
-    QCOMPARE(PageFixture::backendNames(), expected);
-    QCOMPARE(storeNames(), expected);
 }
 
 // ---- Reorder --------------------------------------------------------------------------
@@ -693,39 +636,39 @@ void tst_ListCommands::reorder()
     QFETCH(QString, item);
     QFETCH(int, row);
     QFETCH(QString, order);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
-    QVERIFY(showPage(f));
+    QVERIFY(f.show());
     const QStringList seeded = f.names();
     QCOMPARE(seeded.size(), 5);
     QStringList expected;
     for (const QChar c : order)
         expected << seeded.at(c.digitValue());
 
-    QVERIFY(pickFromContextMenu(f, row, item));
+    QVERIFY(f.pickFromContextMenu(row, item));
 
     QCOMPARE(f.names(), expected);
-    QCOMPARE(f.cell(currentRow(f), 0), seeded.at(row));  // the moved row stays current
+    QCOMPARE(f.cell(f.currentRow(), 0), seeded.at(row));  // the moved row stays current
     QCOMPARE(f.table()->selectionModel()->selectedRows().size(), 1);
     // Keys follow their rows.
     const int moved = f.rowOfName(seeded.at(row));
-    QCOMPARE(f.table()->getRowByKey(numberAt(f, moved)), moved);
+    QCOMPARE(f.table()->getRowByKey(f.numberAt(moved)), moved);
 }
 
 void tst_ListCommands::reorderLivesInTableOnly()
 {
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
-    QVERIFY(showPage(f));
+    QVERIFY(f.show());
     const QStringList seeded = f.names();
 
-    QVERIFY(pickFromContextMenu(f, 3, QStringLiteral("置顶")));
+    QVERIFY(f.pickFromContextMenu(3, QStringLiteral("置顶")));
     QVERIFY(f.names() != seeded);
     QCOMPARE(PageFixture::backendNames(), seeded);
     f.page->findChild<QToolButton *>(QStringLiteral("btn_refresh"))->click();
     QCOMPARE(f.names(), seeded);
 
-    QVERIFY(pickFromContextMenu(f, 0, QStringLiteral("置底")));
+    QVERIFY(f.pickFromContextMenu(0, QStringLiteral("置底")));
     QVERIFY(f.names() != seeded);
     emit f.list()->signalRefreshPortfoliosList();
     QCOMPARE(f.names(), seeded);
@@ -736,14 +679,13 @@ void tst_ListCommands::reorderLivesInTableOnly()
 
 void tst_ListCommands::renameInPlace()
 {
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
-    QVERIFY(showPage(f));
+    QVERIFY(f.show());
     const int row = f.rowOfName(kBanks);
-    const QString no = numberAt(f, row);
+    const QString no = f.numberAt(row);
 
-    QTest::mouseDClick(f.table()->viewport(), Qt::LeftButton, {}, centreOf(f, row));
-    QLineEdit *editor = nameEditor(f, row);
+    QLineEdit *editor = f.doubleClickName(row);
     QVERIFY(editor);
     QCOMPARE(editor->objectName(), QStringLiteral("portfolioNameEditor"));
     QCOMPARE(editor->text(), kBanks);
@@ -755,7 +697,7 @@ void tst_ListCommands::renameInPlace()
     QTest::keyClick(editor, Qt::Key_Return);
 
     QVERIFY(f.boxes.shown.isEmpty());
-    QVERIFY(!f.table()->isPersistentEditorOpen(indexOf(f, row)));
+    QVERIFY(!f.table()->isPersistentEditorOpen(f.at(row)));
     QCOMPARE(f.cell(row, 0), QStringLiteral("银行精选"));
     QCOMPARE(backendPortfolio(no).Name(), QStringLiteral("银行精选"));
     QCOMPARE(stored(no).Name(), QStringLiteral("银行精选"));
@@ -763,11 +705,11 @@ void tst_ListCommands::renameInPlace()
 
     // F2 opens the editor on the current row, whatever column is current.
     const int other = f.rowOfName(kCsi);
-    f.table()->setCurrentIndex(indexOf(f, other, 3), true);
+    f.table()->setCurrentIndex(f.at(other, 3), true);
     f.table()->setFocus();
     QTest::keyClick(f.table(), Qt::Key_F2);
-    QVERIFY(f.table()->isPersistentEditorOpen(indexOf(f, other)));
-    QCOMPARE(nameEditor(f, other)->text(), kCsi);
+    QVERIFY(f.table()->isPersistentEditorOpen(f.at(other)));
+    QCOMPARE(f.nameEditor(other)->text(), kCsi);
 }
 
 void tst_ListCommands::renameRefused_data()
@@ -793,11 +735,11 @@ void tst_ListCommands::renameRefused()
     QFETCH(QString, typed);
     QFETCH(QString, fault);
     QFETCH(QString, message);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
-    QVERIFY(showPage(f));
+    QVERIFY(f.show());
     const int row = f.rowOfName(kBanks);
-    const QString no = numberAt(f, row);
+    const QString no = f.numberAt(row);
     if (fault == QLatin1String("fail")) {
         f.backend.faults().failNext(MsgType::alterPortfolioRequest, QStringLiteral("x"));
     } else if (fault == QLatin1String("drop")) {
@@ -805,8 +747,7 @@ void tst_ListCommands::renameRefused()
         f.backend.faults().dropNext(MsgType::alterPortfolioRequest);
     }
 
-    QTest::mouseDClick(f.table()->viewport(), Qt::LeftButton, {}, centreOf(f, row));
-    QLineEdit *editor = nameEditor(f, row);
+    QLineEdit *editor = f.doubleClickName(row);
     QVERIFY(editor);
     editor->setText(typed);
     QTest::keyClick(editor, Qt::Key_Return);
@@ -814,45 +755,57 @@ void tst_ListCommands::renameRefused()
     QCOMPARE(f.boxes.shown.size(), 1);
     QCOMPARE(f.boxes.shown.first().title, QStringLiteral("提醒"));
     QCOMPARE(f.boxes.last(), message);
-    QVERIFY(!f.table()->isPersistentEditorOpen(indexOf(f, row)));
+    QVERIFY(!f.table()->isPersistentEditorOpen(f.at(row)));
     QCOMPARE(f.cell(row, 0), kBanks);
     QCOMPARE(stored(no).Name(), kBanks);
     QCOMPARE(backendPortfolio(no).Name(), kBanks);
+    QVERIFY(f.doubleClickName(row));  // and opens again
 }
 
 // ---- Modify dialog ------------------------------------------------------------------
 
-void tst_ListCommands::modifyRefused_data()
+void tst_ListCommands::modify_data()
 {
     QTest::addColumn<QString>("name");  // empty: leave the field as it is
+    QTest::addColumn<QString>("label");
     QTest::addColumn<QString>("quantity");
-    QTest::addColumn<QString>("tip");
+    QTest::addColumn<QString>("tip");  // empty: accepted
 
-    QTest::newRow("nothing changed") << QString() << QString() << QStringLiteral("未修改任何内容!");
-    QTest::newRow("taken name") << kCsi << QString() << QStringLiteral("组合名称重复，请修改!");
-    QTest::newRow("padded name") << QStringLiteral("银行精选 ") << QString()
-                                 << QStringLiteral("组合名称首尾不能有空格！");
-    QTest::newRow("quantity not a number") << QString() << QStringLiteral("abc")
-                                           << QStringLiteral("默认单笔数量须为正整数：abc");
-    QTest::newRow("zero quantity") << QString() << QStringLiteral("0")
-                                   << QStringLiteral("默认单笔数量须为正整数：0");
+    const QString none;
+    QTest::newRow("nothing changed") << none << none << none << QStringLiteral("未修改任何内容!");
+    QTest::newRow("taken name") << kCsi << none << none << QStringLiteral("组合名称重复，请修改!");
+    QTest::newRow("padded name")
+        << QStringLiteral("银行精选 ") << none << none << QStringLiteral("组合名称首尾不能有空格！");
+    QTest::newRow("quantity not a number")
+        << none << none << QStringLiteral("abc") << QStringLiteral("默认单笔数量须为正整数：abc");
+    QTest::newRow("zero quantity")
+        << none << none << QStringLiteral("0") << QStringLiteral("默认单笔数量须为正整数：0");
+    QTest::newRow("name, new label and quantity changed") << QStringLiteral("银行精选")
+        << QStringLiteral("红利策略") << QStringLiteral("500") << none;
 }
 
-void tst_ListCommands::modifyRefused()
+void tst_ListCommands::modify()
 {
     QFETCH(QString, name);
+    QFETCH(QString, label);
     QFETCH(QString, quantity);
     QFETCH(QString, tip);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
     const int row = f.rowOfName(kBanks);
-    const QString no = numberAt(f, row);
+    const QString no = f.numberAt(row);
     const PortfolioDetailBasicInfo before = backendPortfolio(no);
-    makeCurrent(f, row);
+    QVERIFY(!backendStrategyNames().contains(QStringLiteral("红利策略")));
+    f.makeCurrent(row);
 
+    QStringList shown;
     ModalDriver driver([&](TzDialog *dialog) {
+        for (const char *field : {"m_pNameEdit", "m_pStrategyEdit", "m_pNumberEdit"})
+            shown << dialog->findChild<QLineEdit *>(QLatin1String(field))->text();
         if (!name.isEmpty())
             setField(dialog, "m_pNameEdit", name);
+        if (!label.isEmpty())
+            setField(dialog, "m_pStrategyEdit", label);
         if (!quantity.isEmpty())
             setField(dialog, "m_pNumberEdit", quantity);
         press(dialog, "pushButton_confirm");
@@ -860,52 +813,29 @@ void tst_ListCommands::modifyRefused()
     f.list()->on_pushButton_modfiy_clicked();
 
     QCOMPARE(driver.title, QStringLiteral("修改组合"));
-    QVERIFY(driver.stillOpen);
-    QCOMPARE(f.boxes.texts(), QStringList{tip});
+    QCOMPARE(shown, QStringList({kBanks, QStringLiteral("默认"), QStringLiteral("1")}));
     QVERIFY(!f.list()->modifyDialog());
     const PortfolioDetailBasicInfo after = backendPortfolio(no);
-    QCOMPARE(after.Name(), before.Name());
-    QCOMPARE(after.DefaultNum(), before.DefaultNum());
-    QCOMPARE(after.StrategyName(), before.StrategyName());
-    QCOMPARE(f.cell(row, 0), kBanks);
-}
-
-void tst_ListCommands::modifyChangesNameLabelAndQuantity()
-{
-    PageFixture f;
-    QVERIFY(f.ready());
-    const int row = f.rowOfName(kBanks);
-    const QString no = numberAt(f, row);
-    const QStringList lines = linesOf(backendPortfolio(no));
-    QVERIFY(!backendStrategyNames().contains(QStringLiteral("红利策略")));
-    makeCurrent(f, row);
-
-    QString shownLabel;
-    ModalDriver driver([&](TzDialog *dialog) {
-        shownLabel = dialog->findChild<QLineEdit *>(QStringLiteral("m_pStrategyEdit"))->text();
-        setField(dialog, "m_pNameEdit", QStringLiteral("银行精选"));
-        setField(dialog, "m_pStrategyEdit", QStringLiteral("红利策略"));
-        setField(dialog, "m_pNumberEdit", QStringLiteral("500"));
-        press(dialog, "pushButton_confirm");
-    });
-    f.list()->on_pushButton_modfiy_clicked();
-
-    QCOMPARE(driver.title, QStringLiteral("修改组合"));
+    QCOMPARE(linesOf(after), linesOf(before));
+    if (!tip.isEmpty()) {
+        QVERIFY(driver.stillOpen);
+        QCOMPARE(f.boxes.texts(), QStringList{tip});
+        QCOMPARE(after.Name(), before.Name());
+        QCOMPARE(after.DefaultNum(), before.DefaultNum());
+        QCOMPARE(after.StrategyName(), before.StrategyName());
+        QCOMPARE(f.cell(row, 0), kBanks);
+        return;
+    }
     QVERIFY(!driver.stillOpen);
     QVERIFY(f.boxes.shown.isEmpty());
-    QCOMPARE(shownLabel, QStringLiteral("默认"));
-    QVERIFY(backendStrategyNames().contains(QStringLiteral("红利策略")));
-    const PortfolioDetailBasicInfo onBackend = backendPortfolio(no);
-    QCOMPARE(onBackend.Name(), QStringLiteral("银行精选"));
-    QCOMPARE(onBackend.StrategyName(), QStringLiteral("红利策略"));
-    QCOMPARE(onBackend.DefaultNum(), qint64(500));
-    QCOMPARE(linesOf(onBackend), lines);
-    const PortfolioDetailBasicInfo inStore = stored(no);
-    QCOMPARE(inStore.Name(), QStringLiteral("银行精选"));
-    QCOMPARE(inStore.StrategyName(), QStringLiteral("红利策略"));
-    QCOMPARE(inStore.DefaultNum(), qint64(500));
-    QCOMPARE(f.cell(row, 0), QStringLiteral("银行精选"));
-    QCOMPARE(f.cell(row, 9), QStringLiteral("500"));
+    QVERIFY(backendStrategyNames().contains(label));
+    for (const PortfolioDetailBasicInfo &p : {after, stored(no)}) {
+        QCOMPARE(p.Name(), name);
+        QCOMPARE(p.StrategyName(), label);
+        QCOMPARE(p.DefaultNum(), quantity.toLongLong());
+    }
+    QCOMPARE(f.cell(row, 0), name);
+    QCOMPARE(f.cell(row, 9), quantity);
 }
 
 // ---- The common add and alter path ----------------------------------------------------
@@ -928,14 +858,14 @@ void tst_ListCommands::addRollsBack()
 {
     QFETCH(QString, failing);
     QFETCH(QString, reason);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
     const QStringList before = f.names();
     PortfolioDetailBasicInfo detail;
     detail.setName(QStringLiteral("新组合"));
     detail.setStrategyName(QStringLiteral("新标签"));
     detail.setDefaultNum(1);
-    detail.setSymbolList(stored(numberAt(f, f.rowOfName(kBanks))).SymbolList());
+    detail.setSymbolList(stored(f.numberAt(f.rowOfName(kBanks))).SymbolList());
     QVERIFY(!detail.SymbolList().isEmpty());
     if (!failing.isEmpty())
         f.backend.faults().failNext(failing, QStringLiteral("x"));
@@ -945,8 +875,8 @@ void tst_ListCommands::addRollsBack()
     if (failing.isEmpty()) {
         QVERIFY(f.boxes.shown.isEmpty());
         QCOMPARE(f.names(), before + QStringList{detail.Name()});
-        QCOMPARE(currentRow(f), f.rows() - 1);
-        QCOMPARE(linesOf(backendPortfolio(numberAt(f, f.rows() - 1))), linesOf(detail));
+        QCOMPARE(f.currentRow(), f.rows() - 1);
+        QCOMPARE(linesOf(backendPortfolio(f.numberAt(f.rows() - 1))), linesOf(detail));
         return;
     }
     QCOMPARE(f.boxes.texts(), QStringList{QStringLiteral("组合后台数据添加失败：") + reason});
@@ -969,14 +899,14 @@ void tst_ListCommands::alterRollsBack_data()
 void tst_ListCommands::alterRollsBack()
 {
     QFETCH(QString, failing);
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
     const int row = f.rowOfName(kBanks);
-    const QString no = numberAt(f, row);
+    const QString no = f.numberAt(row);
     const PortfolioDetailBasicInfo old = backendPortfolio(no);
     PortfolioDetailBasicInfo changed = stored(no);
     changed.setName(QStringLiteral("银行股组合（调）"));
-    changed.setSymbolList(stored(numberAt(f, f.rowOfName(kCsi))).SymbolList());
+    changed.setSymbolList(stored(f.numberAt(f.rowOfName(kCsi))).SymbolList());
     QVERIFY(linesOf(changed) != linesOf(old));
     if (!failing.isEmpty())
         f.backend.faults().failNext(failing, QStringLiteral("x"));
@@ -1004,7 +934,7 @@ void tst_ListCommands::alterRollsBack()
 
 void tst_ListCommands::templatesDownloadAndImport()
 {
-    PageFixture f;
+    Page f;
     QVERIFY(f.ready());
     FileDialogs dialogs;
     dialogs.saveFolder = f.backend.path(QStringLiteral("templates"));
