@@ -633,11 +633,17 @@ bool BackendService::queryPortfolio(quint64, const CUnPackMessageCommon &request
     QString user;
     qint64 userId = -1;
     QList<PortfolioRecord> portfolios;
+    QString next;
+    // Without a page size the whole list comes in one answer.
+    const int pageSize = request.GetValue(RequestField::pageSize, 0).toInt();
+    const QString after = request.GetValue(RequestField::positionStr).toString();
     if (!requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error)
         || !m_store.findUser(user, &userId, error)
-        || (userId >= 0 && !m_store.portfolios(userId, &portfolios, error)))
+        || (userId >= 0
+            && !m_store.portfolioPage(userId, after, qMax(0, pageSize), &portfolios, &next, error)))
         return false;
     answer->AddVaule(RequestField::subGroupNumber, portfolios.size());
+    answer->AddVaule(RequestField::positionStr, next);
     for (const PortfolioRecord &portfolio : qAsConst(portfolios)) {
         answer->AddRow();
         answer->AddRowVaule(portfolioToMap(portfolio));

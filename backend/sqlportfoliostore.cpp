@@ -1,5 +1,7 @@
 #include "sqlportfoliostore.h"
 
+#include <limits>
+
 #include "migrations.h"
 
 #include <QLoggingCategory>
@@ -439,29 +441,71 @@ bool SqlPortfolioStore::deletePortfolio(qint64 portfolioId, QString *error)
 
 bool SqlPortfolioStore::portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error)
 {
+    QString next;
+    return portfolioPage(userId, QString(), 0, out, &next, error);
+}
+
+bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int limit,
+                                      QList<PortfolioRecord> *out, QString *nextAfter,
+                                      QString *error)
+{
+    // A position is "sort_order:id" of the last portfolio a page held.
+    qint64 afterSort = std::numeric_limits<qint64>::min();
+    qint64 afterId = -1;
+    if (!after.isEmpty()) {
+        const QStringList parts = after.split(QLatin1Char(':'));
+        bool okSort = false, okId = false;
+        if (parts.size() == 2) {
+            afterSort = parts.at(0).toLongLong(&okSort);
+            afterId = parts.at(1).toLongLong(&okId);
+        }
+        if (!okSort || !okId) {
+            *error = QStringLiteral("分页位置无效：%1").arg(after);
+            return false;
+        }
+    }
     QSqlQuery query(m_db);
     query.setForwardOnly(true);
-    query.prepare(QStringLiteral("SELECT p.id, %1 FROM portfolios p"
+    query.prepare(QStringLiteral("SELECT p.id, p.sort_order, %1 FROM portfolios p"
                                  " LEFT JOIN strategies s ON s.id = p.strategy_id"
-                                 " WHERE p.user_id = ? ORDER BY p.sort_order, p.id")
-                      .arg(kPortfolioColumns));
+                                 " WHERE p.user_id = ?"
+                                 " AND (p.sort_order > ? OR (p.sort_order = ? AND p.id > ?))"
+                                 " ORDER BY p.sort_order, p.id%2")
+                      .arg(kPortfolioColumns,
+                           limit > 0 ? QStringLiteral(" LIMIT %1").arg(limit + 1) : QString()));
     query.addBindValue(userId);
+    query.addBindValue(afterSort);
+    query.addBindValue(afterSort);
+    query.addBindValue(afterId);
     if (!run(query, error))
         return false;
     out->clear();
+    nextAfter->clear();
     QHash<qint64, int> indexById;
+    QString lastPosition;
     while (query.next()) {
-        indexById.insert(query.value(0).toLongLong(), out->size());
-        out->append(portfolioFromQuery(query, 1));
+        if (limit > 0 && out->size() == limit) {
+            *nextAfter = lastPosition;  // one more row exists: there is a next page
+            break;
+        }
+        const qint64 id = query.value(0).toLongLong();
+        lastPosition = QStringLiteral("%1:%2").arg(query.value(1).toLongLong()).arg(id);
+        indexById.insert(id, out->size());
+        out->append(portfolioFromQuery(query, 2));
     }
+    if (out->isEmpty())
+        return true;
 
+    QStringList placeholders;
+    for (int i = 0; i < indexById.size(); ++i)
+        placeholders << QStringLiteral("?");
     QSqlQuery lines(m_db);
     lines.setForwardOnly(true);
     lines.prepare(QStringLiteral("SELECT l.portfolio_id, %1 FROM portfolio_lines l"
-                                 " JOIN portfolios p ON p.id = l.portfolio_id"
-                                 " WHERE p.user_id = ? ORDER BY l.portfolio_id, l.line_no")
-                      .arg(kLineColumns));
-    lines.addBindValue(userId);
+                                 " WHERE l.portfolio_id IN (%2) ORDER BY l.portfolio_id, l.line_no")
+                      .arg(kLineColumns, placeholders.join(QLatin1Char(','))));
+    for (auto it = indexById.cbegin(); it != indexById.cend(); ++it)
+        lines.addBindValue(it.key());
     if (!run(lines, error))
         return false;
     while (lines.next()) {

@@ -60,6 +60,11 @@ public:
     bool deletePortfolio(qint64 portfolioId, QString *error);
     // The user's portfolios with their lines, in display order.
     bool portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error);
+    // One page of the user's portfolios in display order: those after the position
+    // `after` (empty: from the start), at most `limit`. nextAfter receives the position
+    // of the page's last portfolio, or an empty text when no portfolio follows.
+    bool portfolioPage(qint64 userId, const QString &after, int limit,
+                       QList<PortfolioRecord> *out, QString *nextAfter, QString *error);
 
     // Appends a line after the portfolio's last one; refused when the portfolio already
     // holds that security on that market.

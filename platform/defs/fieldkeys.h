@@ -35,6 +35,10 @@ inline const QString details = QStringLiteral("details");
 inline const QString batchNo = QStringLiteral("batchNo");
 inline const QString batchFinished = QStringLiteral("batchFinished");
 inline const QString securityIDSource = QStringLiteral("securityIDSource");
+// Paging of long answers: at most pageSize rows per answer; positionStr is where the
+// next page starts (empty in an answer: no more rows).
+inline const QString pageSize = QStringLiteral("pageSize");
+inline const QString positionStr = QStringLiteral("positionStr");
 // Answer fields.
 inline const QString requestExeStatus = QStringLiteral("requestExeStatus");
 inline const QString textDescription = QStringLiteral("textDescription");

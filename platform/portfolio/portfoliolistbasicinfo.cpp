@@ -10,19 +10,32 @@
 #include "portfolioimportfile.h"
 #include "portfoliowireformat.h"
 #include "securitycatalog.h"
+#include "tzcore.h"
 #include "tzpresenterclass.h"
+
+#include <QSettings>
 
 #include <QDebug>
 
 namespace {
 
+// Portfolios per answer when the store loads ("Platform/PortfolioPageSize", default 500):
+// a large book comes in pages, so neither side ever holds it all as message rows at once.
+int loadPageSize()
+{
+    const int size = TzCore::settings()->value(QStringLiteral("Platform/PortfolioPageSize"), 500).toInt();
+    return size > 0 ? size : 500;
+}
+
 // Sends one query for the login user; true with the answer's reader on success.
 bool query(TzPresenterClass *presenter, const QString &type, CUnPackMessageCommon &answer,
-           QString &error)
+           QString &error, const QVariantMap &extra = QVariantMap())
 {
     CPackMessageCommon body;
     body.AddVaule(RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount());
     body.AddVaule(RequestField::msgType, type);
+    for (auto it = extra.cbegin(); it != extra.cend(); ++it)
+        body.AddVaule(it.key(), it.value());
     CMessageCommon message;
     message.SetSrcid(presenter->pluginPid());
     message.SetType(type);
@@ -69,23 +82,40 @@ int PortfolioListBasicInfo::tryLockAndInit(TzPresenterClass *presenter, bool bRe
     // Ask first, lock afterwards: the requests block, and the worker must not wait on
     // the store meanwhile.
     QString error;
-    CUnPackMessageCommon portfolios;
-    CUnPackMessageCommon strategies;
-    if (!query(presenter, MsgType::queryStrategyRequest, strategies, error)
-        || !query(presenter, MsgType::queryPortfolioRequest, portfolios, error)) {
+    std::vector<std::unique_ptr<PortfolioStrategyInfo>> newStrategies;
+    std::vector<std::unique_ptr<PortfolioDetailBasicInfo>> newPortfolios;
+    bool loaded = false;
+    {
+        CUnPackMessageCommon strategies;
+        if (query(presenter, MsgType::queryStrategyRequest, strategies, error)) {
+            for (const QVariantMap &row : strategies.rows())
+                newStrategies.push_back(std::make_unique<PortfolioStrategyInfo>(PortfolioWireFormat::strategyFromRow(row)));
+            loaded = true;
+        }
+    }
+    // Page by page; each page becomes records before the next one is asked for.
+    const int pageSize = loadPageSize();
+    QString position;
+    while (loaded) {
+        CUnPackMessageCommon page;
+        if (!query(presenter, MsgType::queryPortfolioRequest, page, error,
+                   {{RequestField::pageSize, pageSize}, {RequestField::positionStr, position}})) {
+            loaded = false;
+            break;
+        }
+        for (const QVariantMap &row : page.rows())
+            newPortfolios.push_back(std::make_unique<PortfolioDetailBasicInfo>(PortfolioWireFormat::portfolioFromRow(row)));
+        const QString next = page.GetValue(RequestField::positionStr).toString();
+        if (next.isEmpty() || next == position || page.GetRowCount() == 0)
+            break;
+        position = next;
+    }
+    if (!loaded) {
         qInfo().noquote() << "PortfolioListBasicInfo::tryLockAndInit load failed:" << error;
         QWriteLocker lock(&m_lock);
         m_lastError = error;
         return RequestFailed;
     }
-
-    std::vector<std::unique_ptr<PortfolioStrategyInfo>> newStrategies;
-    for (const QVariantMap &row : strategies.rows())
-        newStrategies.push_back(std::make_unique<PortfolioStrategyInfo>(PortfolioWireFormat::strategyFromRow(row)));
-    std::vector<std::unique_ptr<PortfolioDetailBasicInfo>> newPortfolios;
-    newPortfolios.reserve(size_t(portfolios.GetRowCount()));
-    for (const QVariantMap &row : portfolios.rows())
-        newPortfolios.push_back(std::make_unique<PortfolioDetailBasicInfo>(PortfolioWireFormat::portfolioFromRow(row)));
 
     QWriteLocker lock(&m_lock);
     m_strategies = std::move(newStrategies);

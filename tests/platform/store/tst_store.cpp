@@ -69,6 +69,7 @@ private slots:
     void securityRestrictions();
     void etfComponents();
     void loadsFromBackendOnceAndKeepsStoreOnFailure();
+    void loadsALargeBookPageByPage();
 };
 
 void tst_Store::initTestCase()
@@ -401,6 +402,40 @@ void tst_Store::loadsFromBackendOnceAndKeepsStoreOnFailure()
     backend.faults().dropNext(MsgType::queryBatchStateRequest);
     QVERIFY(!PortfolioOrderMgr::GetInstance()->GetBatchNosState(csi->PortfolioNo()));
     TestBackend::setTimeoutMs(5000);
+}
+
+void tst_Store::loadsALargeBookPageByPage()
+{
+    TestBackend backend;
+    QVERIFY(backend.ready());
+    TzPresenterClass presenter;
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    QCOMPARE(store->tryLockAndInit(&presenter, true), 0);
+    const QStringList oneAnswer = store->getAllPortfolioName();
+    QCOMPARE(oneAnswer.size(), 5);
+
+    // Pages of two: three answers, the same book in the same order.
+    TzCore::settings()->setValue(QStringLiteral("Platform/PortfolioPageSize"), 2);
+    QCOMPARE(store->tryLockAndInit(&presenter, true), 0);
+    QCOMPARE(store->getAllPortfolioName(), oneAnswer);
+    QCOMPARE(store->GetPortfolioDetails().last()->SymbolList().size(), 3);
+
+    // A failure on the second page keeps the store as it was: nothing half-loaded.
+    const QList<PortfolioDetailBasicInfo *> before = store->GetPortfolioDetails();
+    backend.faults().delayNext(MsgType::queryPortfolioRequest, 0);  // the first page passes
+    backend.faults().failNext(MsgType::queryPortfolioRequest, QStringLiteral("第二页失败"));
+    QCOMPARE(store->tryLockAndInit(&presenter, true), int(PortfolioListBasicInfo::RequestFailed));
+    QCOMPARE(store->lastError(), QStringLiteral("第二页失败"));
+    QCOMPARE(store->GetPortfolioDetails(), before);
+
+    // The back end refuses a position it never handed out.
+    const TestBackend::Answer bad = TestBackend::request(
+        MsgType::queryPortfolioRequest, {{RequestField::userID, QStringLiteral("demo")},
+                                         {RequestField::pageSize, 2},
+                                         {RequestField::positionStr, QStringLiteral("x")}});
+    QVERIFY(!bad.ok);
+    QCOMPARE(bad.body.GetValue(RequestField::textDescription).toString(), QStringLiteral("分页位置无效：x"));
+    TzCore::settings()->remove(QStringLiteral("Platform/PortfolioPageSize"));
 }
 
 QTEST_GUILESS_MAIN(tst_Store)
