@@ -35,7 +35,6 @@ public:
     PortfoliosListPresenterClass *presenter() const { return m_presenter; }
     QString currentPortfolioNo() const { return m_currentPortfolioNo; }
     bool marketValueSwitch() const { return m_marketValueOn; }
-    QWidget *modifyDialog() const { return m_modifyDialog; }
 
     // The row record of one portfolio (columns 0, 3, 7, 8, 9, 10 and 12).
     RowRecord buildRow(const PortfolioDetailBasicInfo &detail) const;
@@ -129,7 +128,6 @@ private:
     QString m_tradingAccount;
     QString m_fundAccount;
     bool m_lastModifyOk = false;
-    QWidget *m_modifyDialog = nullptr;  // open while the modify dialog runs (tests drive it)
     QMenu *m_contextMenu = nullptr;
     QMenu *m_templateMenu = nullptr;
     QList<QMap<int, QMap<QString, QVariant> > > mETFRootList;

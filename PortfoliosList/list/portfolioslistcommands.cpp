@@ -229,9 +229,6 @@ void PortfoliosList::on_pushButton_copy_clicked()
     }
     detail.setName(name);
     detail.setPortfolioNo(QString());
-    detail.setCreateDate(QDateTime::currentDateTime());
-    detail.setExtensionDescription(detail.ExtensionDescription());
-    detail.CalculateWeight();
     const QString status = addToBackendAndStore(detail);
     if (status != RequestExeStatus::success) {
         VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合复制失败，%1！").arg(status), this);

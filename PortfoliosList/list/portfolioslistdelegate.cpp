@@ -69,16 +69,12 @@ void portfolioslistdelegate::setModelData(QWidget *editor, QAbstractItemModel *m
     } else if (PortfolioListBasicInfo::GetInstance()->getAllPortfolioName().contains(name)) {
         VeltraWidget::ShowMsgBox(kRemind, QStringLiteral("组合名称重复，请修改!"), m_list);
     } else {
-        PortfolioDetailBasicInfo detail = model->index(index.row(), kDetailColumn)
-                                              .data(Qt::UserRole)
-                                              .value<PortfolioDetailBasicInfo>();
-        if (!model->index(index.row(), kDetailColumn).isValid()) {
-            // Column 12 lies beyond the shown columns; read it from the row record.
-            auto *records = qobject_cast<RecordModel *>(model);
-            if (records)
-                detail = records->record(index.row()).value(kDetailColumn).value(RecordRole::user)
-                             .value<PortfolioDetailBasicInfo>();
-        }
+        // The row's copy of the portfolio lies beyond the shown columns, in its record.
+        auto *records = qobject_cast<RecordModel *>(model);
+        PortfolioDetailBasicInfo detail;
+        if (records)
+            detail = records->record(index.row()).value(kDetailColumn).value(RecordRole::user)
+                         .value<PortfolioDetailBasicInfo>();
         detail.setName(name);
         const QString rc = m_list->modifyPortfolioName(detail);
         if (rc != QLatin1String("0"))

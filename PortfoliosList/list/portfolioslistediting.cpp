@@ -92,7 +92,5 @@ void PortfoliosList::on_pushButton_modfiy_clicked()
             dialog.accept();
     });
     connect(body, &BDPortfolioModify::singnalPushBtnClose, &dialog, [&dialog](bool) { dialog.reject(); });
-    m_modifyDialog = &dialog;
     dialog.exec();
-    m_modifyDialog = nullptr;
 }

@@ -36,13 +36,11 @@ MessageBus::~MessageBus() = default;
 
 QString MessageBus::typeKey(const QVariant &type)
 {
+    // Numeric types (204800, or "204800" as text) and named ones ("MDMARKETRECORD") must
+    // not collide, so numbers carry a mark.
     bool numeric = false;
     const qlonglong n = type.toLongLong(&numeric);
-    if (numeric && type.type() != QVariant::String)
-        return QStringLiteral("#") + QString::number(n);
-    if (numeric)
-        return QStringLiteral("#") + QString::number(n);
-    return type.toString();
+    return numeric ? QStringLiteral("#") + QString::number(n) : type.toString();
 }
 
 int MessageBus::defaultTimeoutMs()
