@@ -140,14 +140,16 @@ void PortfoliosListPresenterClass::slotOnPortfolioImported(QString portfolioNo)
 
 void PortfoliosListPresenterClass::subscribeStoredPortfolios()
 {
-    QSet<QString> symbols;
-    for (PortfolioDetailBasicInfo *p : PortfolioListBasicInfo::GetInstance()->GetPortfolioDetails()) {
-        for (const PortfolioItem &item : p->SymbolList())
-            symbols.insert(item.Symbol());
-    }
+    // Subscriptions are counted on the back end: a reload asks only for what is new.
     QVariantList list;
-    for (const QString &s : qAsConst(symbols))
-        list.append(s);
+    for (PortfolioDetailBasicInfo *p : PortfolioListBasicInfo::GetInstance()->GetPortfolioDetails()) {
+        for (const PortfolioItem &item : p->SymbolList()) {
+            if (!m_storeSubscriptions.contains(item.Symbol())) {
+                m_storeSubscriptions.insert(item.Symbol());
+                list.append(item.Symbol());
+            }
+        }
+    }
     if (!list.isEmpty())
         slotSubscribeSecurityQuotation(list);
 }

@@ -103,6 +103,7 @@ private:
     void subscribeStoredPortfolios();
 
     bool m_registered = false;
+    QSet<QString> m_storeSubscriptions;  // symbols subscribed for the stored portfolios
     ShowType m_showType = ShowPlain;
     QReadWriteLock m_coreLock;
 
