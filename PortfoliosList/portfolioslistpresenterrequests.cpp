@@ -84,6 +84,8 @@ QString PortfoliosListPresenterClass::request(const QString &type, const CPackMe
                                               CUnPackMessageCommon &answer,
                                               const QString &sendFailurePrefix)
 {
+    if (type != MsgType::alterPortfolioRequest)  // that one logs with its own tag
+        qDebug().noquote() << logLabel << logKey << body.GetPackedMsg(true).toString();
     CMessageCommon message;
     message.SetSrcid(pluginPid());
     message.SetType(type);
@@ -142,7 +144,6 @@ QString PortfoliosListPresenterClass::AlterStrategy(PortfolioStrategyInfo &strat
     body.AddVaule(RequestField::strategyType, strategy.StrategyType());
     body.AddVaule(RequestField::StrategyManaStatus, strategy.StrategyManaStatus());
     body.AddVaule(RequestField::msgType, MsgType::alterStrategyRequest);
-    qDebug().noquote() << "AlterStrategy" << body.GetPackedMsg(true).toString();
     CUnPackMessageCommon answer;
     const QString rc = request(MsgType::alterStrategyRequest, body, QStringLiteral("AlterStrategy:"),
                                strategy.StrategyName(), answer);
@@ -180,7 +181,6 @@ QString PortfoliosListPresenterClass::AlterPortfolioDetail(PortfolioDetailBasicI
         symbols.append(item.Symbol());
     }
     body.AddVaule(RequestField::subGroupNumber, items.size());
-    qDebug().noquote() << "AlterPortfolioDetail" << detail.PortfolioNo() << "lines" << items.size();
     CUnPackMessageCommon answer;
     const QString rc = request(MsgType::alterPortfolioDetailRequest, body,
                                QStringLiteral("AlterPortfolioDetail:"), detail.PortfolioNo(), answer);
