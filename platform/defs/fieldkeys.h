@@ -59,9 +59,12 @@ inline const QString symbol = QStringLiteral("symbol");
 namespace Security {
 inline const QString symbol = QStringLiteral("Symbol");
 inline const QString securityID = QStringLiteral("SecurityID");
+inline const QString symbolName = QStringLiteral("SymbolName");
 inline const QString side = QStringLiteral("Side");
 inline const QString entrustType = QStringLiteral("EntrustType");
 inline const QString nominalQty = QStringLiteral("NominalQty");
+// Weight of a constituent in its index or basket, in percent.
+inline const QString weight = QStringLiteral("Weight");
 inline const QString lastPx = QStringLiteral("LastPx");
 inline const QString preClosePx = QStringLiteral("PreClosePx");
 inline const QString bidPx1 = QStringLiteral("BidPx1");

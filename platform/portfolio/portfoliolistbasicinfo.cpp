@@ -16,6 +16,7 @@
 #include <QSettings>
 
 #include <QDebug>
+#include <algorithm>
 
 namespace {
 
@@ -118,6 +119,25 @@ int PortfolioListBasicInfo::tryLockAndInit(TzPresenterClass *presenter, bool bRe
     }
 
     QWriteLocker lock(&m_lock);
+    // Merge in place: a portfolio that is still there keeps its object (pointers handed
+    // out stay valid), updated to the back end's state; one that is gone is removed.
+    for (auto &fresh : newPortfolios) {
+        if (PortfolioDetailBasicInfo *kept = m_byNumber.value(fresh->PortfolioNo())) {
+            *kept = std::move(*fresh);
+            const auto it = std::find_if(m_portfolios.begin(), m_portfolios.end(),
+                                         [kept](const auto &p) { return p.get() == kept; });
+            fresh = std::move(*it);
+        }
+    }
+    for (auto &fresh : newStrategies) {
+        for (auto &kept : m_strategies) {
+            if (kept && kept->StrategyNo() == fresh->StrategyNo()) {
+                *kept = std::move(*fresh);
+                fresh = std::move(kept);
+                break;
+            }
+        }
+    }
     m_strategies = std::move(newStrategies);
     m_portfolios = std::move(newPortfolios);
     m_byNumber.clear();

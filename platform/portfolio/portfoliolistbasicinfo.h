@@ -22,9 +22,9 @@ public:
     static PortfolioListBasicInfo *GetInstance();
 
     // Loads all portfolios and strategy labels of the login user from the back end through
-    // the presenter's sendRequest_Sync. Loads once; bReload = true loads again, replacing
-    // the contents only when the back end answered. Returns 0, or RequestFailed with the
-    // store unchanged.
+    // the presenter's sendRequest_Sync. Loads once; bReload = true loads again and, only
+    // when the back end answered, brings the store to its state: kept portfolios keep
+    // their objects, updated in place. Returns 0, or RequestFailed with the store unchanged.
     int tryLockAndInit(TzPresenterClass *presenter, bool bReload = false);
     bool isInitialized() const;
     QString lastError() const;

@@ -413,12 +413,17 @@ void tst_Store::loadsALargeBookPageByPage()
     QCOMPARE(store->tryLockAndInit(&presenter, true), 0);
     const QStringList oneAnswer = store->getAllPortfolioName();
     QCOMPARE(oneAnswer.size(), 5);
+    PortfolioDetailBasicInfo *held = store->GetPortfolioDetails().at(1);
+    const QString heldNo = held->PortfolioNo();
 
     // Pages of two: three answers, the same book in the same order.
     TzCore::settings()->setValue(QStringLiteral("Platform/PortfolioPageSize"), 2);
     QCOMPARE(store->tryLockAndInit(&presenter, true), 0);
     QCOMPARE(store->getAllPortfolioName(), oneAnswer);
     QCOMPARE(store->GetPortfolioDetails().last()->SymbolList().size(), 3);
+    // A pointer handed out before the reload still points at that portfolio.
+    QCOMPARE(store->GetPortfolioDetail(heldNo), held);
+    QCOMPARE(held->PortfolioNo(), heldNo);
 
     // A failure on the second page keeps the store as it was: nothing half-loaded.
     const QList<PortfolioDetailBasicInfo *> before = store->GetPortfolioDetails();
