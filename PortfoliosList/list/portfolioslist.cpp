@@ -274,9 +274,12 @@ void PortfoliosList::slotClosePersistentEditor()
 {
     if (mOpenIndex.row() < 0)
         return;
-    ui->tableWidget->closePersistentEditor(mOpenIndex);
-    ui->tableWidget->setCurrentIndex(mOpenIndex, true);
+    // Closing hides the editor, which then loses focus and commits, and the commit ends
+    // by calling this slot again: forget the index first so that call finds nothing.
+    const QModelIndex open = mOpenIndex;
     mOpenIndex = QModelIndex();
+    ui->tableWidget->closePersistentEditor(open);
+    ui->tableWidget->setCurrentIndex(open, true);
 }
 
 void PortfoliosList::contextMenuEvent(QContextMenuEvent *event)

@@ -637,6 +637,10 @@ void tst_Page::nameEditorRules()
     // The same index again changes nothing.
     fx.list()->slotPortfoliosTableViewClicked(model->index(1, 0));
     QCOMPARE(editors().size(), 1);
+    // Closing an editor that has the focus: it commits on the way out, which closes again.
+    fx.page->activateWindow();
+    editors().first()->setFocus();
+    QTRY_VERIFY(editors().first()->hasFocus());
     fx.list()->slotClosePersistentEditor();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(editors().size(), 0);
