@@ -262,8 +262,11 @@ void PortfoliosList::slotPortfoliosTableViewClicked(const QModelIndex &index)
         return;
     }
     if (mOpenIndex.isValid()) {
-        ui->tableWidget->closePersistentEditor(mOpenIndex);
-        qDebug() << "PortfoliosList::slotPortfoliosTableViewClicked" << "open row is in" << mOpenIndex << index;
+        // As in slotClosePersistentEditor: the closing editor commits and may call back.
+        const QModelIndex open = mOpenIndex;
+        mOpenIndex = QModelIndex();
+        ui->tableWidget->closePersistentEditor(open);
+        qDebug() << "PortfoliosList::slotPortfoliosTableViewClicked" << "open row is in" << open << index;
     }
     ui->tableWidget->openPersistentEditor(index);
     ui->tableWidget->setCurrentIndex(index, true);

@@ -629,7 +629,10 @@ void tst_Page::nameEditorRules()
     QCOMPARE(editors().size(), 1);
     QCOMPARE(editors().first()->maxLength(), 25);
     QCOMPARE(editors().first()->text(), fx.cell(0, 0));
-    // Opening another row's editor closes the first one.
+    // Opening another row's editor closes the first one, also while it has the focus.
+    fx.page->activateWindow();
+    editors().first()->setFocus();
+    QTRY_VERIFY(editors().first()->hasFocus());
     fx.list()->slotPortfoliosTableViewClicked(model->index(1, 0));
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(editors().size(), 1);
