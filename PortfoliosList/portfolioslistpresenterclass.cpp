@@ -6,7 +6,9 @@
 #include "constants.h"
 #include "cpackmessagecommon.h"
 #include "cunpackmessagecommon.h"
+#include "etflogichandler.h"
 #include "fieldkeys.h"
+#include "infocenterdatamanagerinterface.h"
 #include "msgtypes.h"
 #include "portfoliolistbasicinfo.h"
 #include "portfolioquotemgr.h"
@@ -161,6 +163,10 @@ void PortfoliosListPresenterClass::slotInitCoreData()
     {
         QWriteLocker lock(&m_coreLock);
         rc = PortfolioListBasicInfo::GetInstance()->tryLockAndInit(this, false);
+        // ETF baskets and industries load in the background; the ETF list announces
+        // itself with ALL_ETFLIST_LOADED when ready.
+        ETFLogicHandler::instance();
+        InfoCenterDataManagerInterface::init();
     }
     m_showType = VeltraUtils::GetCurrentShowType();
     emit signalShowTypeChanged(m_showType);

@@ -117,8 +117,7 @@ private slots:
     void etfListAndFilters();
     void basketOfCsi300Etf();
     void unknownEtfHasNoBasket();
-    void industryOfChinaMerchantsBank();
-    void industryLookUps();
+    void industryMaps();
 
 private:
     std::unique_ptr<LoadedProbe> m_probe;
@@ -286,71 +285,49 @@ void tst_EtfIndustry::unknownEtfHasNoBasket()
 {
     ETFLogicHandler &handler = ETFLogicHandler::instance();
     QVERIFY(handler.getEtfComponentList(QStringLiteral("999999.SH")).isEmpty());
-    QVERIFY(handler.getEtfComponentList(QStringLiteral("999999")).isEmpty());
     QVERIFY(handler.getEtfComponentList(QString()).isEmpty());
     QVERIFY(handler.getEtfComponentList(QStringLiteral("000300.SH")).isEmpty());  // index
     QVERIFY(handler.getEtfComponentList(QStringLiteral("600519.SH")).isEmpty());  // stock
 }
 
-void tst_EtfIndustry::industryOfChinaMerchantsBank()
+void tst_EtfIndustry::industryMaps()
 {
-    QVERIFY(InfoCenterDataManagerInterface::waitUntilReady(30000));
+    using Info = InfoCenterDataManagerInterface;
+    QVERIFY(Info::waitUntilReady(30000));
+    const QMap<QString, QString> symbols = Info::getSymbolIndustryInfoMap();
+    const QMap<QString, QString> triNames = Info::getTriLevelCodeAndNameMap();
+    const QMap<QString, QString> secNames = Info::getSecLevelCodeAndNameMap();
+    const QMap<QString, QString> triToSec = Info::getTriToSecLevelMap();
+
+    // 招商银行: a joint-stock bank.
     const QString bank = QStringLiteral("600036.SH");
-    const QString tri = InfoCenterDataManagerInterface::getSymbolIndustryInfoMap().value(bank);
-    QCOMPARE(tri, QStringLiteral("480301"));
-    QCOMPARE(InfoCenterDataManagerInterface::getTriLevelCodeAndNameMap().value(tri),
-             QStringLiteral("股份制银行Ⅲ"));
-    const QString sec = InfoCenterDataManagerInterface::getTriToSecLevelMap().value(tri);
-    QCOMPARE(sec, QStringLiteral("4803"));
-    QCOMPARE(InfoCenterDataManagerInterface::getSecLevelCodeAndNameMap().value(sec),
-             QStringLiteral("股份制银行Ⅱ"));
-
-    const QStringList ofSec = InfoCenterDataManagerInterface::getSymbolsOfIndustry(sec);
-    const QStringList ofTri = InfoCenterDataManagerInterface::getSymbolsOfIndustry(tri);
-    QVERIFY(ofSec.contains(bank));
-    QVERIFY(ofTri.contains(bank));
-    QVERIFY(ofSec.contains(QStringLiteral("601166.SH")));  // 兴业银行, same segment
-}
-
-void tst_EtfIndustry::industryLookUps()
-{
-    QVERIFY(InfoCenterDataManagerInterface::waitUntilReady(30000));
-    const QMap<QString, QString> symbols = InfoCenterDataManagerInterface::getSymbolIndustryInfoMap();
-    const QMap<QString, QString> triNames =
-        InfoCenterDataManagerInterface::getTriLevelCodeAndNameMap();
-    const QMap<QString, QString> secNames =
-        InfoCenterDataManagerInterface::getSecLevelCodeAndNameMap();
-    const QMap<QString, QString> triToSec = InfoCenterDataManagerInterface::getTriToSecLevelMap();
-    QVERIFY(symbols.size() > 4000);
-    QCOMPARE(triToSec.keys(), triNames.keys());
+    QCOMPARE(symbols.value(bank), QStringLiteral("480301"));
+    QCOMPARE(triNames.value(QStringLiteral("480301")), QStringLiteral("股份制银行Ⅲ"));
+    QCOMPARE(triToSec.value(QStringLiteral("480301")), QStringLiteral("4803"));
+    QCOMPARE(secNames.value(QStringLiteral("4803")), QStringLiteral("股份制银行Ⅱ"));
+    QVERIFY(Info::getSymbolsOfIndustry(QStringLiteral("4803")).contains(bank));
+    QVERIFY(Info::getSymbolsOfIndustry(QStringLiteral("480301")).contains(bank));
 
     // Only listed securities, each in a level-3 industry of the current classification.
+    QVERIFY(symbols.size() > 4000);
+    QCOMPARE(triToSec.keys(), triNames.keys());
     for (auto it = symbols.cbegin(); it != symbols.cend(); ++it) {
         const SecurityInfo *s = SecurityCatalog::instance().bySymbol(it.key());
         QVERIFY2(s && !s->delisted, qPrintable(it.key()));
         QVERIFY2(triNames.contains(it.value()), qPrintable(it.key()));
     }
-    for (const QString &sec : triToSec)
-        QVERIFY(secNames.contains(sec));
 
     // A level-2 industry holds exactly the stocks of its level-3 industries, sorted.
-    const QString banks = QStringLiteral("4803");
-    QStringList fromTri;
-    for (auto it = triToSec.cbegin(); it != triToSec.cend(); ++it) {
-        if (it.value() != banks)
-            continue;
-        const QStringList ofTri = InfoCenterDataManagerInterface::getSymbolsOfIndustry(it.key());
-        for (const QString &symbol : ofTri)
-            QCOMPARE(symbols.value(symbol), it.key());
-        fromTri += ofTri;
+    QMap<QString, QStringList> bySec;
+    for (auto it = symbols.cbegin(); it != symbols.cend(); ++it)
+        bySec[triToSec.value(it.value())].append(it.key());
+    for (auto it = bySec.cbegin(); it != bySec.cend(); ++it) {
+        QVERIFY(secNames.contains(it.key()));
+        QCOMPARE(Info::getSymbolsOfIndustry(it.key()), it.value());  // QMap keys are sorted
     }
-    std::sort(fromTri.begin(), fromTri.end());
-    const QStringList ofSec = InfoCenterDataManagerInterface::getSymbolsOfIndustry(banks);
-    QVERIFY(!ofSec.isEmpty());
-    QCOMPARE(ofSec, fromTri);
 
-    QVERIFY(InfoCenterDataManagerInterface::getSymbolsOfIndustry(QStringLiteral("999999")).isEmpty());
-    QVERIFY(InfoCenterDataManagerInterface::getSymbolsOfIndustry(QString()).isEmpty());
+    QVERIFY(Info::getSymbolsOfIndustry(QStringLiteral("99")).isEmpty());
+    QVERIFY(Info::getSymbolsOfIndustry(QString()).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_EtfIndustry)
