@@ -38,7 +38,9 @@ void handler(QtMsgType type, const QMessageLogContext &context, const QString &m
         g_file->write(line);
         g_file->flush();
     }
-    if (type >= QtWarningMsg || !g_file)
+    // QtInfoMsg sorts above the warning levels in Qt's enum: name the levels instead.
+    const bool serious = type == QtWarningMsg || type == QtCriticalMsg || type == QtFatalMsg;
+    if (serious || !g_file)
         fputs(line.constData(), stderr);
     if (type == QtFatalMsg)
         abort();
