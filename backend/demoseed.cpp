@@ -1,4 +1,5 @@
 #include "demoseed.h"
+#include "referencetable.h"
 
 #include "exchange.h"
 #include "fieldkeys.h"
@@ -33,20 +34,10 @@ struct Pick
 
 bool readCsv(const QString &name, QList<QStringList> *rows, QString *error)
 {
-    const QString path = TzCore::dataDir() + QLatin1Char('/') + name;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        *error = QStringLiteral("参考数据文件%1无法打开：%2").arg(path, file.errorString());
+    ReferenceTable table;
+    if (!table.load(name, error))
         return false;
-    }
-    QTextStream in(&file);
-    in.setCodec("UTF-8");
-    in.readLine();  // header
-    while (!in.atEnd()) {
-        const QString line = in.readLine().trimmed();
-        if (!line.isEmpty())
-            rows->append(line.split(QLatin1Char(',')));
-    }
+    *rows = table.rows();
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include "securitycatalog.h"
+#include "referencetable.h"
 
 #include "exchange.h"
 #include "tzcore.h"
@@ -20,27 +21,12 @@ quint32 fnv1a(const QString &text)
     return h;
 }
 
-// Reads a small UTF-8 CSV without quoted fields (the reference files have none).
 bool readCsv(const QString &path, QList<QStringList> &rows, QString *error)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        if (error)
-            *error = QStringLiteral("参考数据文件%1无法打开：%2").arg(path, file.errorString());
+    ReferenceTable table;
+    if (!table.load(path, error))
         return false;
-    }
-    QTextStream in(&file);
-    in.setCodec("UTF-8");
-    bool header = true;
-    while (!in.atEnd()) {
-        const QString line = in.readLine().trimmed();
-        if (header) {
-            header = false;
-            continue;
-        }
-        if (!line.isEmpty())
-            rows.append(line.split(QLatin1Char(',')));
-    }
+    rows = table.rows();
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include "etflogichandler.h"
+#include "referencetable.h"
 
 #include "ceventmessagecommon.h"
 #include "cpackmessagecommon.h"
@@ -19,29 +20,14 @@
 
 namespace {
 
-// Rows of a reference CSV (UTF-8, no quoted fields) as maps from column name to cell.
+// Rows of a reference file as maps from column name to cell.
 QList<QHash<QString, QString>> readTable(const QString &path)
 {
-    QList<QHash<QString, QString>> rows;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        qWarning().noquote() << "ETFLogicHandler cannot open" << path << file.errorString();
-        return rows;
-    }
-    QTextStream in(&file);
-    in.setCodec("UTF-8");
-    const QStringList header = in.readLine().trimmed().split(QLatin1Char(','));
-    while (!in.atEnd()) {
-        const QString line = in.readLine().trimmed();
-        if (line.isEmpty())
-            continue;
-        const QStringList cells = line.split(QLatin1Char(','));
-        QHash<QString, QString> row;
-        for (int i = 0; i < header.size() && i < cells.size(); ++i)
-            row.insert(header.at(i), cells.at(i).trimmed());
-        rows.append(row);
-    }
-    return rows;
+    ReferenceTable table;
+    QString error;
+    if (!table.load(path, &error))
+        qWarning().noquote() << "ETFLogicHandler" << error;
+    return table.records();
 }
 
 struct Constituent
