@@ -28,6 +28,18 @@ bool isUniqueViolation(const QSqlError &error)
            || error.databaseText().contains(QLatin1String("UNIQUE"), Qt::CaseInsensitive);
 }
 
+// Runs a statement that may break a uniqueness rule: such a break is answered with
+// `duplicate`, any other failure with the database's own text.
+bool execUnique(QSqlQuery &query, const QString &duplicate, QString *error)
+{
+    if (query.exec())
+        return true;
+    *error = isUniqueViolation(query.lastError())
+        ? duplicate
+        : QStringLiteral("数据库错误：%1").arg(query.lastError().text());
+    return false;
+}
+
 // A text for a NOT NULL column: a null QString would be bound as SQL NULL.
 QVariant notNullText(const QString &value)
 {
@@ -247,13 +259,8 @@ bool SqlPortfolioStore::createStrategy(qint64 userId, StrategyRecord *strategy,
     insert.addBindValue(strategy->name);
     insert.addBindValue(notNullText(strategy->type));
     insert.addBindValue(notNullText(strategy->manaStatus));
-    if (!insert.exec()) {
-        if (isUniqueViolation(insert.lastError()))
-            *error = QStringLiteral("策略名称已存在：%1").arg(strategy->name);
-        else
-            *error = QStringLiteral("数据库错误：%1").arg(insert.lastError().text());
+    if (!execUnique(insert, QStringLiteral("策略名称已存在：%1").arg(strategy->name), error))
         return false;
-    }
     strategy->strategyNo = QString::number(number);
     return true;
 }
@@ -273,13 +280,8 @@ bool SqlPortfolioStore::updateStrategy(qint64 userId, const StrategyRecord &stra
     update.addBindValue(orNull(strategy.manaStatus));
     update.addBindValue(userId);
     update.addBindValue(strategy.strategyNo);
-    if (!update.exec()) {
-        if (isUniqueViolation(update.lastError()))
-            *error = QStringLiteral("策略名称已存在：%1").arg(strategy.name);
-        else
-            *error = QStringLiteral("数据库错误：%1").arg(update.lastError().text());
+    if (!execUnique(update, QStringLiteral("策略名称已存在：%1").arg(strategy.name), error))
         return false;
-    }
     if (update.numRowsAffected() == 0) {
         *error = QStringLiteral("策略不存在：%1").arg(strategy.strategyNo);
         return false;
@@ -352,13 +354,8 @@ bool SqlPortfolioStore::createPortfolio(qint64 userId, PortfolioRecord *portfoli
     insert.addBindValue(portfolio->paramType);
     insert.addBindValue(created);
     insert.addBindValue(userId);
-    if (!insert.exec()) {
-        if (isUniqueViolation(insert.lastError()))
-            *error = QStringLiteral("组合名称已存在：%1").arg(portfolio->name);
-        else
-            *error = QStringLiteral("数据库错误：%1").arg(insert.lastError().text());
+    if (!execUnique(insert, QStringLiteral("组合名称已存在：%1").arg(portfolio->name), error))
         return false;
-    }
     portfolio->portfolioNo = QString::number(number);
     portfolio->createTime = timeFromText(created);
     return true;
@@ -381,13 +378,8 @@ bool SqlPortfolioStore::updatePortfolio(qint64 userId, const PortfolioRecord &po
     update.addBindValue(portfolio.paramType);
     update.addBindValue(userId);
     update.addBindValue(portfolio.portfolioNo);
-    if (!update.exec()) {
-        if (isUniqueViolation(update.lastError()))
-            *error = QStringLiteral("组合名称已存在：%1").arg(portfolio.name);
-        else
-            *error = QStringLiteral("数据库错误：%1").arg(update.lastError().text());
+    if (!execUnique(update, QStringLiteral("组合名称已存在：%1").arg(portfolio.name), error))
         return false;
-    }
     if (update.numRowsAffected() == 0) {
         *error = QStringLiteral("组合不存在：%1").arg(portfolio.portfolioNo);
         return false;
@@ -532,13 +524,8 @@ bool SqlPortfolioStore::addLine(qint64 portfolioId, const PortfolioLine &line, Q
     insert.addBindValue(line.exchange);
     bindLine(insert, line);
     insert.addBindValue(portfolioId);
-    if (!insert.exec()) {
-        if (isUniqueViolation(insert.lastError()))
-            *error = QStringLiteral("组合中已有证券：%1（%2）").arg(line.securityId, line.exchange);
-        else
-            *error = QStringLiteral("数据库错误：%1").arg(insert.lastError().text());
+    if (!execUnique(insert, QStringLiteral("组合中已有证券：%1（%2）").arg(line.securityId, line.exchange), error))
         return false;
-    }
     return true;
 }
 
