@@ -237,22 +237,6 @@ void press(TzDialog *dialog, const char *name)
         button->click();
 }
 
-// Another page of the client that follows the list's click event.
-class ClickListener : public TzPresenterClass
-{
-public:
-    ClickListener() { SubEvent(PORTFOLIO_CLICKED); }
-    QStringList portfolioNos;
-
-protected:
-    void ProcEventMsg(QString, QVariant, QVariant message) override
-    {
-        CUnPackMessageCommon body;
-        if (body.SetUnPackMsg(message))
-            portfolioNos << body.GetValue(RequestField::portfolioNo).toString();
-    }
-};
-
 } // namespace
 
 class tst_ListCommands : public QObject

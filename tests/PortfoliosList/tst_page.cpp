@@ -20,22 +20,6 @@
 
 namespace {
 
-// Counts the click events the list puts to the other pages.
-class ClickListener : public TzPresenterClass
-{
-public:
-    ClickListener() { SubEvent(PORTFOLIO_CLICKED); }
-    QStringList numbers;
-
-protected:
-    void ProcEventMsg(QString, QVariant, QVariant message) override
-    {
-        CUnPackMessageCommon body;
-        body.SetUnPackMsg(message);
-        numbers << body.GetValue(RequestField::portfolioNo).toString();
-    }
-};
-
 QVariant packed(const QVariantMap &header)
 {
     CPackMessageCommon body;
@@ -265,16 +249,9 @@ void tst_Page::anotherDesksChangeShowsUp()
     PageFixture fx;
     QVERIFY(fx.ready());
     // A second desk of the same user logs in and creates a portfolio.
-    auto send = [&](const QString &type, const QVariantMap &header) {
-        CMessageCommon message;
-        message.SetType(type);
-        message.SetMsg(packed(header));
-        message.setRequestId(7);
-        QMetaObject::invokeMethod(fx.backend.service(), "onClientFrame", Qt::QueuedConnection,
-                                  Q_ARG(quint64, 424242), Q_ARG(QByteArray, message.toWire()));
-    };
-    send(MsgType::loginRequest, {{RequestField::userID, QStringLiteral("demo")}});
-    send(MsgType::alterPortfolioRequest, {{RequestField::alterType, QStringLiteral("c")},
+    const quint64 otherDesk = 424242;
+    fx.backend.sendAsOtherDesk(otherDesk, MsgType::loginRequest, {{RequestField::userID, QStringLiteral("demo")}});
+    fx.backend.sendAsOtherDesk(otherDesk, MsgType::alterPortfolioRequest, {{RequestField::alterType, QStringLiteral("c")},
                                           {RequestField::userID, QStringLiteral("demo")},
                                           {RequestField::portfolioName, QStringLiteral("另一台终端")},
                                           {RequestField::defaultBasketSize, 1},
@@ -569,19 +546,19 @@ void tst_Page::clicksAreCoalesced()
     QVERIFY(fx.ready());
     ClickListener listener;
     QTest::qWait(100);  // the auto-selection's event has gone by
-    listener.numbers.clear();
+    listener.portfolioNos.clear();
     RecordModel *model = fx.table()->recordModel();
     for (int row : {0, 1, 2})
         fx.list()->slotTableClicked(model->index(row, 0));
     QCOMPARE(fx.list()->currentPortfolioNo(), fx.cell(2, 8));
-    QTRY_COMPARE(listener.numbers.size(), 1);
+    QTRY_COMPARE(listener.portfolioNos.size(), 1);
     QTest::qWait(120);
-    QCOMPARE(listener.numbers, QStringList{fx.cell(2, 8)});
+    QCOMPARE(listener.portfolioNos, QStringList{fx.cell(2, 8)});
 
     // Clicks far apart each make their own event.
     fx.list()->slotTableClicked(model->index(3, 0));
-    QTRY_COMPARE(listener.numbers.size(), 2);
-    QCOMPARE(listener.numbers.last(), fx.cell(3, 8));
+    QTRY_COMPARE(listener.portfolioNos.size(), 2);
+    QCOMPARE(listener.portfolioNos.last(), fx.cell(3, 8));
 }
 
 void tst_Page::emptyNumberClickSendsNothing()
@@ -590,14 +567,14 @@ void tst_Page::emptyNumberClickSendsNothing()
     QVERIFY(fx.ready());
     ClickListener listener;
     QTest::qWait(100);
-    listener.numbers.clear();
+    listener.portfolioNos.clear();
     RowRecord blank;
     blank[0][RecordRole::display] = QStringLiteral("无编号");
     fx.table()->addRecordData(blank);
     fx.list()->slotTableClicked(fx.table()->recordModel()->index(fx.rows() - 1, 0));
     QCOMPARE(fx.list()->currentPortfolioNo(), QString());
     QTest::qWait(120);
-    QVERIFY(listener.numbers.isEmpty());
+    QVERIFY(listener.portfolioNos.isEmpty());
 }
 
 void tst_Page::autoSelectOnEmptyStoreSendsNothing()
@@ -609,7 +586,7 @@ void tst_Page::autoSelectOnEmptyStoreSendsNothing()
     fx.list()->slotCoreDataInitialized(true);
     QCOMPARE(fx.rows(), 0);
     QTest::qWait(100);
-    QVERIFY(listener.numbers.isEmpty());
+    QVERIFY(listener.portfolioNos.isEmpty());
 }
 
 void tst_Page::nameEditorRules()

@@ -52,6 +52,22 @@ private:
     VeltraWidget::MsgBoxHandler m_previous;
 };
 
+// Another page of the client that follows the list's click event (204804).
+class ClickListener : public TzPresenterClass
+{
+public:
+    ClickListener() { SubEvent(PORTFOLIO_CLICKED); }
+    QStringList portfolioNos;
+
+protected:
+    void ProcEventMsg(QString, QVariant, QVariant message) override
+    {
+        CUnPackMessageCommon body;
+        if (body.SetUnPackMsg(message))
+            portfolioNos << body.GetValue(RequestField::portfolioNo).toString();
+    }
+};
+
 class PageFixture
 {
 public:

@@ -60,9 +60,8 @@ public:
         bool ok = false;
         CUnPackMessageCommon body;
     };
-    // Sends one request with these header fields and optional rows through the bus.
-    static Answer request(const QString &type, const QVariantMap &header,
-                          const QList<QVariantMap> &rows = {})
+    static CMessageCommon message(const QString &type, const QVariantMap &header,
+                                  const QList<QVariantMap> &rows = {})
     {
         CPackMessageCommon pack;
         for (auto it = header.cbegin(); it != header.cend(); ++it)
@@ -75,6 +74,24 @@ public:
         message.SetSrcid(QStringLiteral("test"));
         message.SetType(type);
         message.SetMsg(pack.GetPackedMsg(false));
+        return message;
+    }
+
+    // Another desk's client sends a request straight to the service (its answer goes to
+    // that client id, which no bus of this process listens to).
+    void sendAsOtherDesk(quint64 clientId, const QString &type, const QVariantMap &header) const
+    {
+        CMessageCommon request = message(type, header);
+        request.setRequestId(1);
+        QMetaObject::invokeMethod(service(), "onClientFrame", Qt::QueuedConnection,
+                                  Q_ARG(quint64, clientId), Q_ARG(QByteArray, request.toWire()));
+    }
+
+    // Sends one request with these header fields and optional rows through the bus.
+    static Answer request(const QString &type, const QVariantMap &header,
+                          const QList<QVariantMap> &rows = {})
+    {
+        CMessageCommon message = TestBackend::message(type, header, rows);
         QVariant reply;
         Answer answer;
         answer.rc = MessageBus::instance()->request(message, reply, MessageBus::defaultTimeoutMs());

@@ -67,7 +67,6 @@ private slots:
     void timeoutThenLateAnswerIsDropped();
     void concurrentRequestsFromGuiAndWorker();
     void notConnectedIsASendFailure();
-    void backendNotificationReachesOtherClientsPresenterOnItsThread();
     void putEventSkipsTheSender();
     void marketRecordsArriveInBatchesOnPresenterThread();
 };
@@ -157,46 +156,6 @@ void tst_MessageBus::notConnectedIsASendFailure()
     QVariant reply;
     const int rc = MessageBus::instance()->request(message, reply, 100);
     QVERIFY(rc != 0 && rc != 1);
-}
-
-void tst_MessageBus::backendNotificationReachesOtherClientsPresenterOnItsThread()
-{
-    TestBackend backend;
-    QVERIFY(backend.ready());
-    RecordingPresenter presenter;
-    presenter.Sub(PORTFOLIO_NEW_OR_UPDATE);
-    presenter.Sub(PORTFOLIO_DELETED);
-
-    // A second desk of the same user changes a portfolio; this client hears of it.
-    const quint64 otherDesk = 987654;  // an id the bus of this process never uses
-    auto send = [&](const QString &type, const QVariantMap &header, const QList<QVariantMap> &rows) {
-        CPackMessageCommon pack;
-        for (auto it = header.cbegin(); it != header.cend(); ++it)
-            pack.AddVaule(it.key(), it.value());
-        for (const QVariantMap &row : rows) {
-            pack.AddRow();
-            pack.AddRowVaule(row);
-        }
-        CMessageCommon message;
-        message.SetSrcid(QStringLiteral("other-desk"));
-        message.SetType(type);
-        message.SetMsg(pack.GetPackedMsg(false));
-        message.setRequestId(1);
-        QMetaObject::invokeMethod(backend.service(), "onClientFrame", Qt::QueuedConnection,
-                                  Q_ARG(quint64, otherDesk), Q_ARG(QByteArray, message.toWire()));
-    };
-    send(MsgType::loginRequest, {{RequestField::userID, QStringLiteral("demo")}}, {});
-    send(MsgType::alterPortfolioRequest,
-         {{RequestField::alterType, QStringLiteral("c")},
-          {RequestField::userID, QStringLiteral("demo")},
-          {RequestField::portfolioName, QStringLiteral("另一台终端的组合")},
-          {RequestField::defaultBasketSize, 1},
-          {RequestField::portfolioExtensionDescription, QStringLiteral("{}")}},
-         {});
-    QTRY_COMPARE(presenter.events.size(), 1);
-    QCOMPARE(presenter.events.first().type.toInt(), int(PORTFOLIO_NEW_OR_UPDATE));
-    QVERIFY(!presenter.events.first().portfolioNo.isEmpty());
-    QCOMPARE(presenter.events.first().thread, QThread::currentThread());
 }
 
 void tst_MessageBus::putEventSkipsTheSender()
