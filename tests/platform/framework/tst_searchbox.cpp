@@ -1,0 +1,188 @@
+// The code search box and the index behind it: codes with and without a market, names,
+// pinyin initials (several readings for one character), ranking, the minimum code length,
+// and picking with the keyboard; and the framework tree's records.
+
+#include "securitycatalog.h"
+#include "securitysearchindex.h"
+#include "tzcore.h"
+#include "tzsearchbox.h"
+#include "tztreeview.h"
+
+#include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QTest>
+#include <QTreeWidget>
+
+namespace {
+
+QStringList symbolsOf(const QVector<SecuritySearchHit> &hits)
+{
+    QStringList symbols;
+    for (const SecuritySearchHit &hit : hits)
+        symbols << hit.security->symbol;
+    return symbols;
+}
+
+QStringList allSymbols()
+{
+    QStringList symbols;
+    for (const SecurityInfo &s : SecurityCatalog::instance().all()) {
+        if (!s.delisted)
+            symbols << s.symbol;
+    }
+    return symbols;
+}
+
+} // namespace
+
+class tst_SearchBox : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR)); }
+    void matches_data();
+    void matches();
+    void rankingAndLimit();
+    void onlyTheOfferedSecurities();
+    void keyboardPicksAndClears();
+    void treeRecordsKeepTheirFields();
+};
+
+void tst_SearchBox::matches_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("minCodeLength");
+    QTest::addColumn<QString>("expected");  // first hit; empty: no hit at all
+    QTest::newRow("code") << "600519" << 6 << "600519.SH";
+    QTest::newRow("code with suffix") << "600519.sh" << 6 << "600519.SH";
+    QTest::newRow("market first") << "SH600519" << 6 << "600519.SH";
+    QTest::newRow("five-digit Hong Kong code") << "00700" << 6 << "00700.HK";
+    QTest::newRow("Hong Kong suffix") << "00700.HK" << 6 << "00700.HK";
+    QTest::newRow("short code prefix waits") << "60051" << 6 << "";
+    QTest::newRow("short code prefix allowed") << "60051" << 3 << "600510.SH";
+    QTest::newRow("wrong market") << "600519.SZ" << 6 << "";
+    QTest::newRow("name") << "茅台" << 6 << "600519.SH";
+    QTest::newRow("one character") << "茅" << 6 << "600519.SH";
+    QTest::newRow("initials") << "gzmt" << 6 << "600519.SH";
+    QTest::newRow("initials upper case") << "GZMT" << 6 << "600519.SH";
+    QTest::newRow("xing reading of 行") << "payx" << 6 << "000001.SZ";
+    QTest::newRow("hang reading of 行") << "payh" << 6 << "000001.SZ";
+    QTest::newRow("Latin part of a name") << "tcl" << 6 << "000100.SZ";
+    QTest::newRow("full-width initials") << "ＧＺＭＴ" << 6 << "600519.SH";
+    QTest::newRow("nothing") << "zzzzzz" << 6 << "";
+}
+
+void tst_SearchBox::matches()
+{
+    QFETCH(QString, text);
+    QFETCH(int, minCodeLength);
+    QFETCH(QString, expected);
+    const SecuritySearchIndex &index = SecuritySearchIndex::instance();
+    const QVector<SecuritySearchHit> hits = index.search(text, index.positionsOf(allSymbols()), minCodeLength, 20);
+    if (expected.isEmpty())
+        QVERIFY2(hits.isEmpty(), qPrintable(symbolsOf(hits).join(QLatin1Char(','))));
+    else
+        QVERIFY2(!hits.isEmpty() && hits.first().security->symbol == expected,
+                 qPrintable(symbolsOf(hits).join(QLatin1Char(','))));
+}
+
+void tst_SearchBox::rankingAndLimit()
+{
+    const SecuritySearchIndex &index = SecuritySearchIndex::instance();
+    QCOMPARE(index.initialsOf(QStringLiteral("000001.SZ")), QStringLiteral("[bp][a][y][hx]"));
+    const QVector<int> all = index.positionsOf(allSymbols());
+    // Names that start with the text come before names that only contain it, and the
+    // initials before both.
+    const QVector<SecuritySearchHit> bank = index.search(QStringLiteral("银行"), all, 6, 200);
+    QVERIFY(bank.size() > 10);
+    bool containsSeen = false;
+    for (const SecuritySearchHit &hit : bank) {
+        if (hit.rank == SecuritySearchHit::NameContains)
+            containsSeen = true;
+        else
+            QVERIFY2(!containsSeen, "a prefix match after a contains match");
+    }
+    QVERIFY(containsSeen);
+    QCOMPARE(index.search(QStringLiteral("银行"), all, 6, 5).size(), 5);
+    const QVector<SecuritySearchHit> pa = index.search(QStringLiteral("pa"), all, 6, 200);
+    QVERIFY(!pa.isEmpty());
+    QCOMPARE(pa.first().rank, SecuritySearchHit::InitialsPrefix);
+}
+
+void tst_SearchBox::onlyTheOfferedSecurities()
+{
+    TzSearchBox box;
+    box.setSymbolList({QStringLiteral("600519.SH"), QStringLiteral("000001.SZ"), QStringLiteral("nonsense")});
+    box.setMinMatchLength(6);
+    QCOMPARE(box.symbolCount(), 2);
+    QCOMPARE(symbolsOf(box.search(QStringLiteral("600036"))), QStringList());
+    QCOMPARE(symbolsOf(box.search(QStringLiteral("p"))), QStringList{QStringLiteral("000001.SZ")});
+}
+
+void tst_SearchBox::keyboardPicksAndClears()
+{
+    TzSearchBox box;
+    box.setSymbolList(allSymbols());
+    box.setMinMatchLength(6);
+    box.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&box));
+    QSignalSpy picked(&box, &TzSearchBox::signalSymbolSelected);
+    QTest::keyClicks(&box, "zsyh");  // 招商银行 and others
+    QVERIFY(box.isPopupVisible());
+    QTreeWidget *list = box.popupList();
+    QVERIFY(list->topLevelItemCount() >= 2);
+    QCOMPARE(list->topLevelItem(0)->text(2).isEmpty(), false);  // the market is shown
+    const QString second = list->topLevelItem(1)->data(0, Qt::UserRole).toString();
+    QTest::keyClick(&box, Qt::Key_Down);
+    QTest::keyClick(&box, Qt::Key_Return);
+    QCOMPARE(picked.count(), 1);
+    QCOMPARE(picked.at(0).at(0).toString(), second);
+    QVERIFY(box.text().isEmpty());
+    QVERIFY(!box.isPopupVisible());
+
+    // Escape closes the list and keeps the text; Enter on a whole code picks it at once.
+    QTest::keyClicks(&box, "000001");
+    QTest::keyClick(&box, Qt::Key_Escape);
+    QVERIFY(!box.isPopupVisible());
+    QCOMPARE(box.text(), QStringLiteral("000001"));
+    QTest::keyClick(&box, Qt::Key_Return);
+    QCOMPARE(picked.count(), 2);
+    QCOMPARE(picked.at(1).at(0).toString(), QStringLiteral("000001.SZ"));
+    QCOMPARE(picked.at(1).at(1).toString(), QStringLiteral("SZ"));
+
+    // A click on a line of the list picks it too.
+    QTest::keyClicks(&box, "00700");
+    QVERIFY(box.isPopupVisible());
+    const QRect rect = list->visualItemRect(list->topLevelItem(0));
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rect.center());
+    QCOMPARE(picked.count(), 3);
+    QCOMPARE(picked.at(2).at(1).toString(), QStringLiteral("HHK"));
+}
+
+void tst_SearchBox::treeRecordsKeepTheirFields()
+{
+    RowRecord leaf;
+    leaf[0] = {{RecordRole::display, QStringLiteral("子")}, {QStringLiteral("Code"), QStringLiteral("c1")}};
+    leaf[1] = {{RecordRole::display, QStringLiteral("second")}};
+    RowRecord root;
+    root[0] = {{RecordRole::display, QStringLiteral("根")},
+               {TreeRecord::children, QVariant::fromValue(QList<RowRecord>{leaf, leaf})}};
+    TzTreeView tree;
+    tree.setHeaderTitles({QStringLiteral("待选范围")});
+    tree.updateRecordDataList({root, root});
+    QCOMPARE(tree.topLevelCount(), 2);
+    QCOMPARE(tree.model()->headerData(0, Qt::Horizontal).toString(), QStringLiteral("待选范围"));
+    const QModelIndex parent = tree.model()->index(1, 0);
+    QCOMPARE(tree.model()->rowCount(parent), 2);
+    const RowRecord read = tree.getRowData(tree.model()->index(1, 1, parent));
+    QCOMPARE(read.value(0).value(QStringLiteral("Code")).toString(), QStringLiteral("c1"));
+    QCOMPARE(read.value(1).value(RecordRole::display).toString(), QStringLiteral("second"));
+    QVERIFY(!tree.getRowData(parent).value(0).contains(TreeRecord::children));
+    QVERIFY(tree.getRowData(QModelIndex()).isEmpty());
+    tree.updateRecordDataList({});
+    QCOMPARE(tree.topLevelCount(), 0);
+}
+
+QTEST_MAIN(tst_SearchBox)
+#include "tst_searchbox.moc"
