@@ -1,5 +1,6 @@
 #include "cbusinessdatabase.h"
 
+#include "exchange.h"
 #include "securitycatalog.h"
 
 CBusinessDataBase *CBusinessDataBase::GetInstance()
@@ -57,6 +58,22 @@ QStringList CBusinessDataBase::GetAllSymbolByType(const QStringList &types) cons
             result.append(s.symbol);
     }
     return result;
+}
+
+qint64 CBusinessDataBase::GetMaxOrderQty(const QString &symbol) const
+{
+    const SecurityInfo *s = SecurityCatalog::instance().bySymbol(symbol);
+    if (!s)
+        return 0;
+    if (s->type == SecurityType::star)
+        return 100000;
+    if (s->type == SecurityType::chinext)
+        return 300000;
+    if (s->type == SecurityType::convertible)
+        return 100000;
+    if (s->type == SecurityType::hkConnect)
+        return 10000000;
+    return 1000000;
 }
 
 QVariant CBusinessDataBase::GetCacheData(const QString &name) const

@@ -30,6 +30,12 @@ public:
     // One of SecurityType::, empty for an unknown symbol.
     QString GetSecurityType(const QString &symbol) const;
     QStringList GetAllSymbolByType(const QStringList &types) const;
+    // Largest quantity one line may carry when sent as one order, by the exchange's cap
+    // on a single limit order of the security's board: STAR 100,000 shares, ChiNext
+    // 300,000, other A shares, ETFs and Beijing 1,000,000, convertible bonds 100,000,
+    // Hong Kong connect stocks 10,000,000 (no exchange cap; a sanity bound). 0 for an
+    // unknown symbol.
+    qint64 GetMaxOrderQty(const QString &symbol) const;
 
     QVariant GetCacheData(const QString &name) const;
     void SetCacheData(const QString &name, const QVariant &value);

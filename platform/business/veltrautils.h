@@ -79,6 +79,9 @@ public:
     static void setOpenFileNameHook(OpenFileNameHook hook);
     // Where to show a dialog of this size over the widget: centred on it, kept on screen.
     static QPoint GetWidgetPos(QWidget *anchor, const QSize &dialogSize);
+    // A style sheet of the skin folder (data/skin/), by its path there
+    // ("Veltra/portfolio/portfolionewview.css"); empty when it cannot be read.
+    static QString GetSkinStyleSheet(const QString &relativePath);
 
 private:
     VeltraUtils() = delete;

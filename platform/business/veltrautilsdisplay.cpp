@@ -8,6 +8,7 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
+#include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLocale>
@@ -155,4 +156,14 @@ QPoint VeltraUtils::GetWidgetPos(QWidget *anchor, const QSize &dialogSize)
     pos.setX(qBound(area.left(), pos.x(), qMax(area.left(), area.right() - dialogSize.width())));
     pos.setY(qBound(area.top(), pos.y(), qMax(area.top(), area.bottom() - dialogSize.height())));
     return pos;
+}
+
+QString VeltraUtils::GetSkinStyleSheet(const QString &relativePath)
+{
+    QFile file(TzCore::dataDir() + QStringLiteral("/skin/") + relativePath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        qWarning() << "VeltraUtils::GetSkinStyleSheet cannot read" << file.fileName();
+        return QString();
+    }
+    return QString::fromUtf8(file.readAll());
 }

@@ -84,6 +84,31 @@ inline const QString entrustProp = QStringLiteral("EntrustProp");
 namespace Portfolio {
 inline const QString portType = QStringLiteral("portType");
 inline const QString algoParam = QStringLiteral("algoParam");
+// The basket a portfolio was built from: an ETF's symbol, an industry's code.
+inline const QString basketCode = QStringLiteral("basketCode");
+}
+
+// Values of Portfolio::portType: where a portfolio came from, so that the trading pages
+// know how the basket was meant (a liquidation sells, a short sale borrows). They are
+// stored by the back end with the portfolio and must not be renamed.
+namespace PortType {
+inline const QString normal = QStringLiteral("normal");          // by hand, or a plain file
+inline const QString algo = QStringLiteral("algo");              // a file with algorithm parameters
+inline const QString etf = QStringLiteral("etf");                // an ETF's creation basket
+inline const QString industry = QStringLiteral("industry");      // the stocks of a Shenwan industry
+inline const QString index = QStringLiteral("index");            // an index's constituents
+inline const QString rebalance = QStringLiteral("rebalance");    // moves an account to target holdings
+inline const QString positionReduce = QStringLiteral("positionReduce"); // part of a holding, to sell
+inline const QString liquidation = QStringLiteral("liquidation"); // every available holding, to sell
+inline const QString shortSale = QStringLiteral("shortSale");    // securities to borrow and sell
+inline const QString clipboard = QStringLiteral("clipboard");    // codes handed over by another page
+}
+
+// Fields of an industry record in the Shenwan tree.
+namespace Industry {
+inline const QString code = QStringLiteral("IndustryCode");
+inline const QString name = QStringLiteral("IndustryName");
+inline const QString level = QStringLiteral("IndustryLevel");
 }
 
 // Portfolio-level columns of an algorithm import file; they go to Portfolio::algoParam.

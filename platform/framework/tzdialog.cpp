@@ -42,6 +42,7 @@ void TzDialog::setBody(QWidget *body)
 {
     if (m_body) {
         m_layout->removeWidget(m_body);
+        m_body->hide();
         m_body->deleteLater();
     }
     m_body = body;

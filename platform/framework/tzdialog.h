@@ -3,6 +3,7 @@
 #include "tzplatform_global.h"
 
 #include <QDialog>
+#include <QPointer>
 
 class QVBoxLayout;
 
@@ -24,10 +25,12 @@ public:
     void setDeleteOnClose(bool on);
 
     // Puts the widget into the dialog (the dialog takes ownership); replaces any former body.
+    // A body may delete itself (a dialog body closed with Qt::WA_DeleteOnClose); body()
+    // is then null.
     void setBody(QWidget *body);
     QWidget *body() const { return m_body; }
 
 private:
     QVBoxLayout *m_layout;
-    QWidget *m_body = nullptr;
+    QPointer<QWidget> m_body;
 };

@@ -49,3 +49,8 @@ void VeltraIconButton::setIconStyle(const QString &style)
         setIcon(this->style()->standardIcon(pixmap));
     repolish(this);
 }
+
+VeltraCheckBox::VeltraCheckBox(QWidget *parent)
+    : QCheckBox(parent)
+{
+}

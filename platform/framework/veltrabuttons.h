@@ -2,6 +2,7 @@
 
 #include "tzplatform_global.h"
 
+#include <QCheckBox>
 #include <QPushButton>
 #include <QToolButton>
 
@@ -39,4 +40,13 @@ public:
 
 private:
     QString m_iconStyle;
+};
+
+// Check box of the Veltra skin.
+class TZPLATFORM_EXPORT VeltraCheckBox : public QCheckBox
+{
+    Q_OBJECT
+
+public:
+    explicit VeltraCheckBox(QWidget *parent = nullptr);
 };

@@ -486,8 +486,7 @@ QList<PortfolioItem> PortfolioImportFile::read(const QString &path, QString &err
         return {};
     }
 
-    extension.insert(Portfolio::portType,
-                     lines.isAlgo() ? QStringLiteral("algo") : QStringLiteral("normal"));
+    extension.insert(Portfolio::portType, lines.isAlgo() ? PortType::algo : PortType::normal);
     if (lines.isAlgo())
         extension.insert(Portfolio::algoParam, lines.algoParam());
     // A message box can show a screenful: name the first lines and count the rest.

@@ -1,0 +1,20 @@
+#include "veltraspinbox.h"
+
+VeltraSpinBox::VeltraSpinBox(QWidget *parent)
+    : QSpinBox(parent)
+{
+    setRange(0, 999999999);
+    setButtonSymbols(QAbstractSpinBox::NoButtons);
+    setAccelerated(true);
+}
+
+void VeltraSpinBox::SetShowType(ShowType showType)
+{
+    m_showType = showType;
+    setGroupSeparatorShown(showType == ShowThousands);
+}
+
+QString VeltraSpinBox::text() const
+{
+    return QString::number(value());
+}
