@@ -18,6 +18,8 @@
 
 #include <QDebug>
 #include <QDir>
+#include <QFutureWatcher>
+#include <QtConcurrent>
 #include <QSettings>
 #include <QStandardPaths>
 
@@ -168,6 +170,7 @@ void PortfoliosListPresenterClass::slotInitCoreData()
         ETFLogicHandler::instance();
         InfoCenterDataManagerInterface::init();
     }
+    watchTreeData();
     m_showType = VeltraUtils::GetCurrentShowType();
     emit signalShowTypeChanged(m_showType);
     if (rc != 0) {
@@ -183,6 +186,24 @@ void PortfoliosListPresenterClass::slotInitCoreData()
     }
     emit signalDataLoadState(0);
     emit CoreDataInitialized(rc == 0);
+}
+
+void PortfoliosListPresenterClass::watchTreeData()
+{
+    // The creation dialog's basket trees need both the ETF list and the industries; a
+    // watcher owned by this presenter tells the list once both are there (and says
+    // nothing if the page is gone by then).
+    auto *watcher = new QFutureWatcher<void>(this);
+    connect(watcher, &QFutureWatcher<void>::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        emit signalInitTreeViewsDataFinished();
+    });
+    watcher->setFuture(QtConcurrent::run([] {
+        constexpr int kWaitMs = 60000;
+        if (!ETFLogicHandler::instance().waitUntilLoaded(kWaitMs)
+            || !InfoCenterDataManagerInterface::waitUntilReady(kWaitMs))
+            qWarning() << "PortfoliosListPresenterClass reference data still loading after" << kWaitMs << "ms";
+    }));
 }
 
 void PortfoliosListPresenterClass::slotRefreshPortfoliosList()

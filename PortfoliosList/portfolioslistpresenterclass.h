@@ -101,6 +101,8 @@ private:
                     const QString &sendFailurePrefix = QString());
     void putEvent(int type, const QVariantMap &fields);
     void subscribeStoredPortfolios();
+    // Announces signalInitTreeViewsDataFinished once ETF and industry data have loaded.
+    void watchTreeData();
 
     bool m_registered = false;
     QSet<QString> m_storeSubscriptions;  // symbols subscribed for the stored portfolios

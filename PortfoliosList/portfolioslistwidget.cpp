@@ -45,6 +45,10 @@ void PortfoliosListWidget::initPluginWidget()
             return out;
         });
     qRegisterMetaType<ShowType>("ShowType");
+    // The basket trees the list hands to the creation dialog.
+    qRegisterMetaType<QList<QMap<int, QMap<QString, QVariant> > > >(
+        "QList<QMap<int,QMap<QString,QVariant> > >");
+    qRegisterMetaType<QList<QMap<int, QMap<QString, QVariant> > > >("QList<RowRecord>");
 
     m_list = new PortfoliosList(this);
     auto *layout = new QHBoxLayout(this);

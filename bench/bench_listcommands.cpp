@@ -1,6 +1,7 @@
 // List commands end to end on the real page over the embedded back end: importing a
 // 5,000-line workbook through the import button, and deleting 100 selected portfolios.
 
+#include "guibenchmain.h"
 #include "pagefixture.h"
 
 #include "securitycatalog.h"
@@ -109,10 +110,5 @@ BENCHMARK(BM_Delete100Selected)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runGuiBenchmarks(argc, argv);
 }

@@ -1,6 +1,7 @@
 // Hot paths of the portfolio page: market records through the presenter to the quote
 // signal, the list's 2-second refresh of a large book, and filling the table.
 
+#include "guibenchmain.h"
 #include "cpackmessagecommon.h"
 #include "cunpackmessagecommon.h"
 #include "fieldkeys.h"
@@ -174,12 +175,5 @@ BENCHMARK(BM_FillTable_10000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    QTemporaryDir settings;
-    TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
-    TzCore::setSettingsFile(settings.filePath(QStringLiteral("bench.ini")));
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runGuiBenchmarks(argc, argv);
 }

@@ -22,6 +22,10 @@ TARGETS = {
     "BM_Create200LinePortfolio": ("create a 200-line portfolio through the embedded back end", "ms", 20),
     "BM_Import5000LineXlsx": ("import a 5,000-line .xlsx through the list's import button", "ms", 300),
     "BM_Delete100Selected": ("delete 100 selected portfolios from the list", "ms", 2000),
+    "BM_OpenAddDialog": ("open the creation dialog (every security in the search box)", "ms", 150),
+    "BM_SearchKeyPress": ("one key press in the code search box over every security", "ms", 5),
+    "BM_FillEtfTable300": ("fill the ETF page with a 300-component basket", "ms", 30),
+    "BM_Confirm500RowDefaultPage": ("confirm a 500-row default page to the row in the list", "ms", 100),
 }
 TO_MS = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}
 

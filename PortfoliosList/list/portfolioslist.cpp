@@ -1,6 +1,7 @@
 #include "portfolioslist.h"
 #include "ui_portfolioslist.h"
 
+#include "bdportfolioadd.h"
 #include "cdatabase.h"
 #include "portfolioslistdelegate.h"
 #include "portfolioslistpresenterclass.h"
@@ -71,6 +72,11 @@ PortfoliosList::PortfoliosList(QWidget *parent)
     auto *deleteKey = new QShortcut(QKeySequence::Delete, ui->tableWidget);
     deleteKey->setContext(Qt::WidgetShortcut);
     connect(deleteKey, &QShortcut::activated, this, &PortfoliosList::on_pushButton_delete_clicked);
+    // Ctrl+N anywhere in the window creates a portfolio by hand, as lists that create
+    // things do.
+    auto *newKey = new QShortcut(QKeySequence::New, this);
+    newKey->setContext(Qt::WindowShortcut);
+    connect(newKey, &QShortcut::activated, this, &PortfoliosList::on_pushButton_new_clicked);
     auto *renameKey = new QShortcut(QKeySequence(Qt::Key_F2), ui->tableWidget);
     renameKey->setContext(Qt::WidgetShortcut);
     connect(renameKey, &QShortcut::activated, this, [this] {
@@ -105,6 +111,11 @@ PortfoliosList::PortfoliosList(QWidget *parent)
 PortfoliosList::~PortfoliosList()
 {
     delete ui;
+}
+
+BDPortfolioAdd *PortfoliosList::addDialog() const
+{
+    return m_addDialog;
 }
 
 void PortfoliosList::setPresenter(PortfoliosListPresenterClass *presenter)
@@ -313,6 +324,8 @@ void PortfoliosList::slotShowTypeChanged(ShowType showType)
 
 void PortfoliosList::slotQuationUpdated(TzPortfolioQuote quotaData)
 {
-    // Figures are recomputed for all portfolios by the 2-second timer, never per quote.
-    Q_UNUSED(quotaData)
+    // The list's figures are recomputed for all portfolios by the 2-second timer, never
+    // per quote; an open creation dialog may be waiting for prices.
+    if (m_addDialog)
+        m_addDialog->slotQuotationUpdated(quotaData);
 }

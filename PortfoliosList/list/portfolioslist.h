@@ -6,6 +6,7 @@
 #include "tzportfolioquote.h"
 
 #include <QModelIndex>
+#include <QPointer>
 #include <QVariantMap>
 #include <QWidget>
 
@@ -16,8 +17,10 @@ namespace VeltraConstants {
 enum class TemplateFileType;
 }
 
+class BDPortfolioAdd;
 class PortfoliosListPresenterClass;
 class QAction;
+class TzDialog;
 class QMenu;
 class QTimer;
 
@@ -38,6 +41,16 @@ public:
 
     // The row record of one portfolio (columns 0, 3, 7, 8, 9, 10 and 12).
     RowRecord buildRow(const PortfolioDetailBasicInfo &detail) const;
+
+    // The creation dialog in use, if any, and the frame that holds it.
+    BDPortfolioAdd *addDialog() const;
+    TzDialog *addFrame() const { return m_addFrame; }
+
+    // Basket trees for the creation dialog: the ETF tree and the Shenwan industry tree.
+    void initETFInfoList(QList<QMap<int, QMap<QString, QVariant> > > &list);
+    void achieveTreeData();
+    const QList<QMap<int, QMap<QString, QVariant> > > &etfRootList() const { return mETFRootList; }
+    const QList<QMap<int, QMap<QString, QVariant> > > &swRootList() const { return mSWRootList; }
 
 signals:
     void signalsChangeListWgtWidth(bool type);
@@ -94,6 +107,9 @@ private:
     void buildMenus();
     QString formatCount(qint64 value) const;
     void startLiquidation();
+    // Puts a fresh creation dialog into the reused frame and shows it (mode 0: new, 1:
+    // rebalance); while one is open it is only brought forward.
+    void openAddDialog(int mode);
     // Back end first, then the store; returns RequestExeStatus::success or the reason.
     QString addToBackendAndStore(PortfolioDetailBasicInfo &detail);
     QString alterOnBackend(PortfolioDetailBasicInfo &detail);
@@ -130,6 +146,8 @@ private:
     bool m_lastModifyOk = false;
     QMenu *m_contextMenu = nullptr;
     QMenu *m_templateMenu = nullptr;
+    TzDialog *m_addFrame = nullptr;
+    QPointer<BDPortfolioAdd> m_addDialog;
     QList<QMap<int, QMap<QString, QVariant> > > mETFRootList;
     QList<QMap<int, QMap<QString, QVariant> > > mSWRootList;
 };

@@ -5,6 +5,7 @@
 #include "portfolioslist.h"
 #include "ui_portfolioslist.h"
 
+#include "bdportfolioadd.h"
 #include "bdportfoliomodify.h"
 #include "cbusinessdatabase.h"
 #include "fieldkeys.h"
@@ -18,6 +19,7 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QMenu>
+#include <QTimer>
 
 namespace {
 constexpr int kNumberColumn = 8;
@@ -111,14 +113,18 @@ void PortfoliosList::slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bo
                                          bool bWithAddDlg)
 {
     if (bAddFlag) {
+        BDPortfolioAdd *dialog = bWithAddDlg ? m_addDialog.data() : nullptr;
         const QString status = addToBackendAndStore(detailInfo);
         if (status != RequestExeStatus::success) {
-            if (bWithAddDlg)
-                qInfo() << "PortfoliosList::slotAddPortfolioLst creation failed" << status;
-            VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合后台数据添加失败：") + status, this);
+            if (dialog)
+                dialog->onAddPortfolioFailed(status);
+            VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合后台数据添加失败：") + status,
+                                          dialog ? static_cast<QWidget *>(dialog) : this);
             return;
         }
         appendAndSelect(detailInfo);
+        if (dialog)
+            dialog->onAddPortfolioAccepted(detailInfo.PortfolioNo());
         return;
     }
     if (nDetailFlag != 0 && nDetailFlag != 1)
@@ -140,14 +146,54 @@ void PortfoliosList::slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bo
 
 void PortfoliosList::on_pushButton_new_clicked()
 {
-    qInfo() << "PortfoliosList::on_pushButton_new_clicked the creation dialog is not available in this build";
-    VeltraWidget::ShowTipMsgBox(QStringLiteral("手工创建组合的对话框尚未开放。"), this);
+    openAddDialog(0);
 }
 
 void PortfoliosList::on_pushButton_pos_clicked()
 {
-    qInfo() << "PortfoliosList::on_pushButton_pos_clicked the creation dialog is not available in this build";
-    VeltraWidget::ShowTipMsgBox(QStringLiteral("调仓组合的对话框尚未开放。"), this);
+    openAddDialog(1);
+}
+
+void PortfoliosList::openAddDialog(int mode)
+{
+    if (m_addFrame && m_addFrame->isVisible() && m_addDialog) {
+        // A use is under way: bring it forward with everything typed so far.
+        if (mode == 1)
+            m_addDialog->setMode(1);
+        m_addFrame->raise();
+        m_addFrame->activateWindow();
+        return;
+    }
+    if (!m_addFrame) {
+        m_addFrame = new TzDialog(this);
+        m_addFrame->setObjectName(QStringLiteral("PortfolioAddFrame"));
+        m_addFrame->setTitle(QStringLiteral("新建组合"));
+        m_addFrame->setResizable(true);
+        m_addFrame->setProperty("margin", 0);
+        m_addFrame->resize(880, 580);
+    }
+    // A fresh dialog for every use: nothing typed before, no busy flag, carries over.
+    auto *dialog = new BDPortfolioAdd(m_addFrame);
+    m_addDialog = dialog;
+    dialog->setPresenter(m_presenter);
+    connect(dialog, &BDPortfolioAdd::signalNewPortfolioData, this,
+            [this](PortfolioDetailBasicInfo detail, bool flag, int bDetailFlag) {
+                slotAddPortfolioLst(detail, flag, bDetailFlag, true);
+            });
+    connect(this, &PortfoliosList::signalRelodadETFList, dialog, &BDPortfolioAdd::slotRelodadETFList);
+    connect(dialog, &BDPortfolioAdd::signalQueryPositionInfo, this, &PortfoliosList::signalQueryPositionInfo);
+    connect(dialog, &BDPortfolioAdd::signalQueryMarginInfo, this, &PortfoliosList::signalQueryMarginInfo);
+    connect(dialog, &BDPortfolioAdd::signalQueryCouponInfo, this, &PortfoliosList::signalQueryCouponInfo);
+    connect(dialog, &BDPortfolioAdd::SubscriteQuotes, this, &PortfoliosList::SubscribeQuotes);
+    connect(dialog, &BDPortfolioAdd::singnalPushBtnClose, m_addFrame, &QWidget::hide);
+    dialog->slotRelodadETFList(mETFRootList);
+    dialog->setSWTreeData(mSWRootList);
+    m_addFrame->setBody(dialog);
+    dialog->setMode(mode);
+    m_addFrame->move(VeltraUtils::GetWidgetPos(this, m_addFrame->size()));
+    m_addFrame->show();
+    m_addFrame->raise();
+    m_addFrame->activateWindow();
 }
 
 void PortfoliosList::on_pushButton_import_clicked()
@@ -386,7 +432,7 @@ void PortfoliosList::startLiquidation()
 void PortfoliosList::slotPositionListUpdate(QList<QMap<int, QVariantMap> > recordList)
 {
     if (!m_liquidationPending) {
-        qInfo() << "PortfoliosList::slotPositionListUpdate no creation dialog open; records" << recordList.size();
+        qInfo() << "PortfoliosList::slotPositionListUpdate no liquidation pending; records" << recordList.size();
         return;
     }
     m_liquidationPending = false;
@@ -398,12 +444,14 @@ void PortfoliosList::slotPositionListUpdate(QList<QMap<int, QVariantMap> > recor
 
 void PortfoliosList::slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList)
 {
-    qInfo() << "PortfoliosList::slotSecurityLoanUpdated no creation dialog open; records" << recordList.size();
+    if (m_addDialog)
+        m_addDialog->slotSecurityLoanUpdated(recordList);
 }
 
 void PortfoliosList::slotCouponInfoInfoUpdated(QList<QVariantMap> contractList)
 {
-    qInfo() << "PortfoliosList::slotCouponInfoInfoUpdated no creation dialog open; contracts" << contractList.size();
+    if (m_addDialog)
+        m_addDialog->slotCouponInfoInfoUpdated(contractList);
 }
 
 void PortfoliosList::slotShowWarningMsg(QString title, QString msg)
@@ -426,14 +474,4 @@ void PortfoliosList::slotCreateWarning(QStringList lstSupport, QStringList lstUn
     text += named.join(QStringLiteral("\r\n"));
     if (VeltraWidget::ShowQuestionMsgBox(text, this, 0))
         emit signalCreateClipboardPortfolio(lstSupport);
-}
-
-void PortfoliosList::slotAllETFListLoaded()
-{
-    qInfo() << "PortfoliosList::slotAllETFListLoaded ETF trees come with the creation dialog";
-}
-
-void PortfoliosList::slotInitTreeViewsDataFinished()
-{
-    qInfo() << "PortfoliosList::slotInitTreeViewsDataFinished ETF and industry trees come with the creation dialog";
 }
