@@ -143,6 +143,9 @@ void BDPortfolioAdd::initTables()
     table->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_defaultDelegate = new CDefaultPorfoliodelegate(m_showType, this);
     table->setTzTableItemDelegate(m_defaultDelegate);
+    // Typing on a quantity or weight cell starts its edit with that key, as in a sheet;
+    // double-click and F2 open the editor too (slotTableItemDoubleClicked, eventFilter).
+    table->setEditTriggers(QAbstractItemView::AnyKeyPressed);
     table->installEventFilter(this);
 
     m_basketDelegate = new BDPortfolioAddDelegate(Quantity, m_showType, this);
@@ -265,6 +268,9 @@ void BDPortfolioAdd::setFreeName(const QString &prefix)
 void BDPortfolioAdd::setMode(int mode)
 {
     ui->tabWidget->setCurrentIndex(mode == 1 ? PageRebalance : PageDefault);
+    // The name is proposed already; by hand, a trader starts with the first code.
+    if (mode != 1)
+        ui->m_pCodeLineEdit->setFocus();
 }
 
 void BDPortfolioAdd::setSWTreeData(const QList<RowRecord> &roots)

@@ -6,10 +6,6 @@
 
 #include <QLineEdit>
 
-namespace {
-constexpr qint64 kUnlimitedQty = 999999999;
-}
-
 BDPortfolioAddDelegate::BDPortfolioAddDelegate(int amountColumn, ShowType showType, QObject *parent)
     : TzItemModelDeletage(parent)
     , m_amountColumn(amountColumn)
@@ -24,8 +20,7 @@ QWidget *BDPortfolioAddDelegate::createEditor(QWidget *parent, const QStyleOptio
         return nullptr;
     auto *edit = new QLineEdit(parent);
     edit->setObjectName(QStringLiteral("QLineEditForAmount"));
-    const qint64 limit = index.data(PortfolioAddRows::QtyLimitRole).toLongLong();
-    edit->setValidator(new QuantityValidator(limit > 0 ? limit : kUnlimitedQty, edit));
+    edit->setValidator(new QuantityValidator(PortfolioAddRows::editableQuantityLimit(index, false), edit));
     return edit;
 }
 

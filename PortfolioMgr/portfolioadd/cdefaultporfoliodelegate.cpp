@@ -5,19 +5,17 @@
 #include "tzcore.h"
 #include "veltrautils.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QSettings>
+#include <QTimer>
 
 using namespace PortfolioAddRows;
 
-namespace {
-constexpr qint64 kUnlimitedQty = 999999999;
-}
-
-QuantityValidator::QuantityValidator(qint64 top, QObject *parent)
-    : QValidator(parent)
-    , m_top(top)
+QuantityValidator::QuantityValidator(int top, QObject *parent)
+    : QIntValidator(0, top, parent)
 {
 }
 
@@ -31,7 +29,7 @@ QValidator::State QuantityValidator::validate(QString &input, int &) const
     }
     bool ok = false;
     const qint64 value = input.toLongLong(&ok);
-    return ok && value <= m_top ? Acceptable : Invalid;
+    return ok && value <= top() ? Acceptable : Invalid;
 }
 
 const QString RelWeightValidator::pattern =
@@ -82,8 +80,7 @@ QWidget *CDefaultPorfoliodelegate::createEditor(QWidget *parent, const QStyleOpt
     }
     case Quantity: {
         auto *edit = new QLineEdit(parent);
-        const qint64 limit = m_unlimited ? kUnlimitedQty : index.data(QtyLimitRole).toLongLong();
-        edit->setValidator(new QuantityValidator(limit > 0 ? limit : kUnlimitedQty, edit));
+        edit->setValidator(new QuantityValidator(editableQuantityLimit(index, m_unlimited), edit));
         return edit;
     }
     case RelWeight: {
@@ -96,14 +93,47 @@ QWidget *CDefaultPorfoliodelegate::createEditor(QWidget *parent, const QStyleOpt
     }
 }
 
+namespace {
+
+// On a closed combo box the arrow keys change the value and report it as a pick, which
+// would close the editor after one step: here they open the list instead, so every pick
+// (mouse or keyboard) is made in the list.
+class OpenListOnKeys : public QObject
+{
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        auto *combo = qobject_cast<QComboBox *>(watched);
+        if (combo && event->type() == QEvent::KeyPress && !combo->view()->isVisible()) {
+            const int key = static_cast<QKeyEvent *>(event)->key();
+            if (key == Qt::Key_Up || key == Qt::Key_Down || key == Qt::Key_PageUp
+                || key == Qt::Key_PageDown || key == Qt::Key_Home || key == Qt::Key_End) {
+                combo->showPopup();
+                return true;
+            }
+        }
+        return QObject::eventFilter(watched, event);
+    }
+};
+
+} // namespace
+
 void CDefaultPorfoliodelegate::commitOnPick(QComboBox *combo) const
 {
     // A pick in the list is the trader's answer: take it without waiting for the focus
-    // to leave the editor.
+    // to leave the editor. The list opens as the edit starts.
     auto *self = const_cast<CDefaultPorfoliodelegate *>(this);
     connect(combo, QOverload<int>::of(&QComboBox::activated), self, [self, combo] {
         emit self->commitData(combo);
         emit self->closeEditor(combo);
+    });
+    combo->installEventFilter(new OpenListOnKeys(combo));
+    QTimer::singleShot(0, combo, [combo] {
+        if (combo->isVisible())
+            combo->showPopup();
     });
 }
 

@@ -4,23 +4,20 @@
 #include "tzitemmodeldeletage.h"
 
 #include <QRegularExpressionValidator>
-#include <QValidator>
+#include <QIntValidator>
 
 class QComboBox;
 
-// Whole quantities from 0 to a limit. Unlike QIntValidator, a number above the limit can
-// not even be typed.
-class QuantityValidator : public QValidator
+// Whole quantities from 0 to a limit (bottom() 0, top() the limit). Stricter than
+// QIntValidator, which lets a number above the limit be typed when it has no more digits
+// than the limit: here it cannot be typed at all, nor a sign or a separator.
+class QuantityValidator : public QIntValidator
 {
     Q_OBJECT
 
 public:
-    QuantityValidator(qint64 top, QObject *parent = nullptr);
-    qint64 top() const { return m_top; }
+    QuantityValidator(int top, QObject *parent = nullptr);
     State validate(QString &input, int &pos) const override;
-
-private:
-    qint64 m_top;
 };
 
 // A relative weight: a positive number, with or without a fraction, never zero. The

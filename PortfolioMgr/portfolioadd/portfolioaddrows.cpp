@@ -13,7 +13,6 @@ namespace PortfolioAddRows {
 
 namespace {
 
-constexpr qint64 kUnlimitedQty = 999999999;
 const QString kMarketsKey = QString::number(MarketsRole);
 const QString kQtyLimitKey = QString::number(QtyLimitRole);
 
@@ -34,6 +33,12 @@ bool isRoleKey(const QString &key)
 }
 
 } // namespace
+
+int editableQuantityLimit(const QModelIndex &index, bool unlimited)
+{
+    const qint64 limit = unlimited ? UnlimitedQty : index.data(QtyLimitRole).toLongLong();
+    return int(limit > 0 && limit < UnlimitedQty ? limit : UnlimitedQty);
+}
 
 const QStringList &sides()
 {
@@ -83,7 +88,7 @@ RowRecord securityRow(const SecurityInfo &security, const QString &market, qint6
     row[Side][RecordRole::user] = side;
     setQuantity(row, quantity, showType);
     row[Quantity][kQtyLimitKey] =
-        unlimited ? kUnlimitedQty : CBusinessDataBase::GetInstance()->GetMaxOrderQty(security.symbol);
+        unlimited ? UnlimitedQty : CBusinessDataBase::GetInstance()->GetMaxOrderQty(security.symbol);
     setRelWeight(row, relWeight);
     setAbsWeight(row, 0.0);
     return row;

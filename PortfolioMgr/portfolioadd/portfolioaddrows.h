@@ -4,6 +4,7 @@
 #include "recordmodel.h"
 #include "showtype.h"
 
+#include <QModelIndex>
 #include <QStringList>
 #include <QVariantMap>
 
@@ -26,6 +27,12 @@ enum Column { Code = 0, Name = 1, Market = 2, Side = 3, Quantity = 4, RelWeight 
 // the largest quantity the row may carry.
 constexpr int MarketsRole = Qt::UserRole + 1;
 constexpr int QtyLimitRole = Qt::UserRole + 101;
+// The largest quantity a line may carry when no exchange cap applies.
+constexpr qint64 UnlimitedQty = 999999999;
+
+// The largest quantity the editor of index's row accepts: the row's limit, or
+// UnlimitedQty when unlimited is set or the row has no limit.
+int editableQuantityLimit(const QModelIndex &index, bool unlimited);
 
 // The ten sides a line can take, in the order the side editor offers them.
 const QStringList &sides();

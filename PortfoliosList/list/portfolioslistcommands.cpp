@@ -171,6 +171,12 @@ void PortfoliosList::openAddDialog(int mode)
         m_addFrame->setResizable(true);
         m_addFrame->setProperty("margin", 0);
         m_addFrame->resize(880, 580);
+        // Escape and the window's close button cancel the way "取消" does: the dialog in
+        // the frame ends and deletes itself.
+        connect(m_addFrame, &QDialog::rejected, this, [this] {
+            if (m_addDialog)
+                m_addDialog->onpushbtn_cancel_slot();
+        });
     }
     // A fresh dialog for every use: nothing typed before, no busy flag, carries over.
     auto *dialog = new BDPortfolioAdd(m_addFrame);

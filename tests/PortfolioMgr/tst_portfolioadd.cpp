@@ -297,6 +297,16 @@ void tst_PortfolioAdd::cancelCreatesNothingAndTheFrameIsReused()
     QCOMPARE(fx.defaultRows().size(), 0);
     QVERIFY(!second->isBusy());
 
+    // Escape (or the window's close button) cancels the same way.
+    fx.pick(QStringLiteral("600036"));
+    QPointer<BDPortfolioAdd> escaped = second;
+    QTest::keyClick(frame, Qt::Key_Escape);
+    QVERIFY(!frame->isVisible());
+    QTRY_VERIFY(!escaped);
+    QCOMPARE(fx.rows(), rows);
+    second = fx.open();
+    QCOMPARE(fx.defaultRows().size(), 0);
+
     // After a success, too.
     fx.pick(QStringLiteral("000001"));
     fx.confirm();
@@ -324,6 +334,12 @@ void tst_PortfolioAdd::rebalanceModeAndCtrlN()
     QTest::keyClick(fx.table(), Qt::Key_N, Qt::ControlModifier);
     QVERIFY(fx.list()->addDialog());
     QCOMPARE(fx.tabs()->currentIndex(), 0);
+    // By hand the keyboard starts in the code box: typing at once adds a line.
+    QVERIFY(QTest::qWaitForWindowActive(fx.frame()));
+    QTRY_COMPARE(QApplication::focusWidget(), static_cast<QWidget *>(fx.search()));
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("600519"));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+    QCOMPARE(fx.defaultRows(), QStringList{QStringLiteral("600519.SH@SH")});
 }
 
 void tst_PortfolioAdd::searchAddsRowsAndMovesDuplicatesToTheOtherMarket()
@@ -393,6 +409,26 @@ void tst_PortfolioAdd::editorsOfTheDefaultTable()
     QVERIFY(fx.edit(1, Side, QStringLiteral("融券卖出")));
     QCOMPARE(marketOf(table->getRowData(0)), Exchange::szhk);
     QCOMPARE(table->getRowData(1).value(Side).value(RecordRole::display).toString(), QStringLiteral("融券卖出"));
+
+    // At the keyboard, in the open dialog: the side list opens with the edit, the arrows
+    // move in it, Enter takes the side. An arrow on a closed list opens it rather than
+    // taking the next side and ending the edit.
+    fx.frame()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(fx.frame()));
+    const QModelIndex side = table->recordModel()->index(0, Side);
+    table->setCurrentIndex(side);
+    table->edit(side);
+    auto *sideEditor = qobject_cast<QComboBox *>(table->indexWidget(side));
+    QVERIFY(sideEditor);
+    QTRY_VERIFY(sideEditor->view()->isVisible());
+    sideEditor->hidePopup();
+    QTest::keyClick(sideEditor, Qt::Key_Down);
+    QVERIFY(sideEditor->view()->isVisible());
+    QCOMPARE(table->getRowData(0).value(Side).value(RecordRole::display).toString(), OrderSide::buy);
+    for (int i = 0; i < 6; ++i)
+        QTest::keyClick(sideEditor->view(), Qt::Key_Down);
+    QTest::keyClick(sideEditor->view(), Qt::Key_Return);
+    QTRY_COMPARE(table->getRowData(0).value(Side).value(RecordRole::display).toString(), QStringLiteral("融券卖出"));
 }
 
 void tst_PortfolioAdd::relativeWeightEditor_data()
@@ -430,12 +466,30 @@ void tst_PortfolioAdd::quantityEditorHonoursTheRowLimit()
     fx.open();
     fx.pick(QStringLiteral("688981"));  // STAR: one order of at most 100,000 shares
     fx.pick(QStringLiteral("600519"));  // main board: 1,000,000
+    QStyleOptionViewItem option;
+    std::unique_ptr<QWidget> editor(fx.defaultTable()->itemDelegate()->createEditor(
+        fx.defaultTable()->viewport(), option, fx.defaultTable()->recordModel()->index(0, Quantity)));
+    auto *bounds = qobject_cast<const QIntValidator *>(qobject_cast<QLineEdit *>(editor.get())->validator());
+    QVERIFY(bounds);
+    QCOMPARE(bounds->bottom(), 0);
+    QCOMPARE(bounds->top(), 100000);
     QVERIFY(fx.edit(0, Quantity, QStringLiteral("100001")));
     QCOMPARE(quantityOf(fx.defaultTable()->getRowData(0)), qint64(10000));  // the 6th digit was refused
     QVERIFY(fx.edit(1, Quantity, QStringLiteral("1000000")));
     QCOMPARE(quantityOf(fx.defaultTable()->getRowData(1)), qint64(1000000));
     QVERIFY(fx.edit(1, Quantity, QStringLiteral("12a3")));
     QCOMPARE(quantityOf(fx.defaultTable()->getRowData(1)), qint64(123));
+
+    // Typing on a focused quantity cell starts the edit with the typed digit.
+    TzTableView *table = fx.defaultTable();
+    fx.frame()->show();
+    QVERIFY(QTest::qWaitForWindowActive(fx.frame()));
+    table->setFocus();
+    table->setCurrentIndex(table->recordModel()->index(1, Quantity));
+    for (QChar digit : QStringLiteral("2500"))  // each key to whatever has the focus
+        QTest::keyClick(QApplication::focusWidget(), digit.toLatin1());
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+    QTRY_COMPARE(quantityOf(table->getRowData(1)), qint64(2500));
 
     auto *delegate = qobject_cast<CDefaultPorfoliodelegate *>(fx.defaultTable()->itemDelegate());
     delegate->setUnlimited(true);
