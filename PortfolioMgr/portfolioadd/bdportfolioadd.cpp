@@ -773,10 +773,23 @@ void BDPortfolioAdd::onpushbtn_confirm_slot()
         records.append(detail);
     }
 
-    m_accepted = m_refused = 0;
-    for (const PortfolioDetailBasicInfo &record : qAsConst(records))
+    // A two-sided confirm may have had one of its portfolios created and the other
+    // refused: confirming again sends only what does not exist yet.
+    m_refused = 0;
+    bool allCreated = true;
+    for (const PortfolioDetailBasicInfo &record : qAsConst(records)) {
+        if (m_created.contains(record.Name())) {
+            qInfo().noquote() << "BDPortfolioAdd::onpushbtn_confirm_slot already created:" << record.Name();
+            continue;
+        }
+        const int acceptedBefore = m_accepted;
         emitRecord(record);
-    if (m_accepted == records.size() && m_refused == 0) {
+        if (m_accepted > acceptedBefore)
+            m_created.insert(record.Name());
+        else
+            allCreated = false;
+    }
+    if (allCreated && m_refused == 0) {
         emit singnalPushBtnClose();
         close();
     }

@@ -8,6 +8,7 @@
 #include <QMap>
 #include <QModelIndex>
 #include <QMutex>
+#include <QSet>
 #include <QVariantMap>
 #include <QWidget>
 #include <memory>
@@ -110,8 +111,9 @@ private:
     std::unique_ptr<Private> d;
     TzPresenterClass *m_presenter = nullptr;
     bool m_busy = false;
-    int m_accepted = 0;  // answers to the confirm under way
-    int m_refused = 0;
+    int m_accepted = 0;        // portfolios the owner created from this dialog
+    int m_refused = 0;         // refusals in the confirm under way
+    QSet<QString> m_created;   // names of the portfolios created from this dialog
     ShowType m_showType = ShowPlain;
     QMutex m_mutex;  // guards the rebalance quote wait's state
     CDefaultPorfoliodelegate *m_defaultDelegate = nullptr;

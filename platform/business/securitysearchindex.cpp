@@ -22,10 +22,17 @@ quint64 maskOfLatin(QChar c)
     return 0;
 }
 
-// Character -> letters its readings start with, from the data folder's pinyin table.
-QHash<QChar, quint64> loadInitials()
+struct CharInitials
 {
-    QHash<QChar, quint64> table;
+    quint64 all = 0;     // the letters all its readings start with
+    quint64 common = 0;  // the letter of its most common reading
+};
+
+// Character -> initials, from the data folder's pinyin table, which lists a character's
+// initials in the order of its readings, the most common first.
+QHash<QChar, CharInitials> loadInitials()
+{
+    QHash<QChar, CharInitials> table;
     ReferenceTable file;
     QString error;
     if (!file.load(QStringLiteral("pinyin_initials.csv"), &error)) {
@@ -37,11 +44,12 @@ QHash<QChar, quint64> loadInitials()
     for (const QStringList &row : file.rows()) {
         if (row.size() < 2 || row.at(0).size() != 1)
             continue;
-        quint64 mask = 0;
+        CharInitials initials;
         for (QChar letter : row.at(1))
-            mask |= maskOfLatin(letter);
-        if (mask)
-            table.insert(row.at(0).at(0), mask);
+            initials.all |= maskOfLatin(letter);
+        initials.common = row.at(1).isEmpty() ? 0 : maskOfLatin(row.at(1).at(0));
+        if (initials.all && initials.common)
+            table.insert(row.at(0).at(0), initials);
     }
     return table;
 }
@@ -83,7 +91,7 @@ const SecuritySearchIndex &SecuritySearchIndex::instance()
 
 SecuritySearchIndex::SecuritySearchIndex()
 {
-    const QHash<QChar, quint64> initials = loadInitials();
+    const QHash<QChar, CharInitials> initials = loadInitials();
     const std::vector<SecurityInfo> &all = SecurityCatalog::instance().all();
     m_entries.reserve(all.size());
     for (const SecurityInfo &s : all) {
@@ -91,10 +99,14 @@ SecuritySearchIndex::SecuritySearchIndex()
         e.security = &s;
         e.folded = fold(s.name);
         e.initials.reserve(size_t(e.folded.size()));
+        e.common.reserve(size_t(e.folded.size()));
         for (QChar c : qAsConst(e.folded)) {
-            const quint64 mask = c.unicode() < 0x80 ? maskOfLatin(c) : initials.value(c);
-            if (mask)
-                e.initials.push_back(mask);
+            const CharInitials of = c.unicode() < 0x80 ? CharInitials{maskOfLatin(c), maskOfLatin(c)}
+                                                       : initials.value(c);
+            if (of.all) {
+                e.initials.push_back(of.all);
+                e.common.push_back(of.common);
+            }
         }
         m_entries.push_back(std::move(e));
     }
@@ -167,7 +179,9 @@ QVector<SecuritySearchHit> SecuritySearchIndex::search(const QString &text,
         for (int position : positions) {
             const Entry &e = m_entries[size_t(position)];
             if (latinOnly && prefixMatchesAt(e.initials, 0, letters)) {
-                add(SecuritySearchHit::InitialsPrefix, e.security);
+                add(prefixMatchesAt(e.common, 0, letters) ? SecuritySearchHit::InitialsPrefix
+                                                           : SecuritySearchHit::InitialsPrefixOtherReading,
+                    e.security);
                 continue;
             }
             const int at = e.folded.indexOf(query);

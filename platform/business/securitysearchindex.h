@@ -11,7 +11,11 @@ struct SecurityInfo;
 // What a search found: the security, and how well the text matched it.
 struct SecuritySearchHit
 {
-    enum Rank { ExactCode, CodePrefix, InitialsPrefix, NamePrefix, NameContains, InitialsContains };
+    // InitialsPrefix reads every character by its most common reading (平安 "pa");
+    // InitialsPrefixOtherReading needs a rarer one for some character (百 read mò in
+    // 贵州百灵 for "gzm"), so it comes after.
+    enum Rank { ExactCode, CodePrefix, InitialsPrefix, InitialsPrefixOtherReading, NamePrefix, NameContains,
+                InitialsContains };
 
     const SecurityInfo *security = nullptr;
     Rank rank = ExactCode;
@@ -55,6 +59,7 @@ private:
         const SecurityInfo *security = nullptr;
         QString folded;                // name, lower case
         std::vector<quint64> initials; // per name character: bit 0..25 a..z, 26..35 0..9
+        std::vector<quint64> common;   // the same, for the most common reading only
     };
 
     static bool prefixMatchesAt(const std::vector<quint64> &initials, size_t at,

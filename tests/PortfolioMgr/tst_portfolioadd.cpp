@@ -784,6 +784,14 @@ void tst_PortfolioAdd::oneSideRefusedKeepsTheDialogOpen()
     QVERIFY(fx.frame()->isVisible());
     QVERIFY(!dialog->isBusy());
     QCOMPARE(table->recordModel()->rowCount(), 2);
+
+    // Confirming again creates the sell portfolio only; the buy portfolio stays single.
+    const int listed = fx.rows();
+    fx.confirm();
+    QTRY_VERIFY(!fx.frame()->isVisible());
+    QCOMPARE(fx.rows(), listed + 1);
+    QCOMPARE(PageFixture::backendNames().count(QStringLiteral("调仓组合(买)")), 1);
+    QCOMPARE(PageFixture::backendNames().count(QStringLiteral("调仓组合(卖)")), 1);
 }
 
 void tst_PortfolioAdd::etfTreeAndComponents()

@@ -108,6 +108,10 @@ void tst_SearchBox::rankingAndLimit()
     const QVector<SecuritySearchHit> pa = index.search(QStringLiteral("pa"), all, 6, 200);
     QVERIFY(!pa.isEmpty());
     QCOMPARE(pa.first().rank, SecuritySearchHit::InitialsPrefix);
+    // Common readings first: 贵州茅台 reads "gzm" plainly, 贵州百灵 only with 百 read mò.
+    const QStringList gzm = symbolsOf(index.search(QStringLiteral("gzm"), all, 6, 200));
+    QVERIFY(gzm.contains(QStringLiteral("002424.SZ")));
+    QVERIFY(gzm.indexOf(QStringLiteral("600519.SH")) < gzm.indexOf(QStringLiteral("002424.SZ")));
 }
 
 void tst_SearchBox::onlyTheOfferedSecurities()
