@@ -12,6 +12,7 @@
 #include "portfolioaddrows.h"
 #include "portfolioinfomgr.h"
 #include "portfoliolistbasicinfo.h"
+#include "portfolionamerule.h"
 #include "securitycatalog.h"
 #include "veltrautils.h"
 #include "veltrawidget.h"
@@ -89,6 +90,7 @@ BDPortfolioAdd::BDPortfolioAdd(QWidget *parent)
 
     m_showType = VeltraUtils::GetCurrentShowType();
     ui->m_pNumberEdit->SetShowType(m_showType);
+    ui->m_pNumberEdit->setMinimum(1);  // a single order of nothing is no default
 
     initTables();
     init();
@@ -111,7 +113,7 @@ BDPortfolioAdd::BDPortfolioAdd(QWidget *parent)
     // The index-constituent page is built and wired, and not offered.
     ui->tabWidget->removeTab(6);
 
-    ui->m_pNameEdit->setMaxLength(25);
+    ui->m_pNameEdit->setMaxLength(PortfolioNameRule::maxLength);
     ui->label_3->hide();
     ui->m_pStrategyEdit->hide();
 }
@@ -686,12 +688,21 @@ void BDPortfolioAdd::onpushbtn_confirm_slot()
 {
     if (m_busy)
         return;
-    if (ui->m_pNameEdit->text().isEmpty()) {
+    // Spaces around a name are never meant (and the back end refuses them): a blank name
+    // is an empty one, a padded one is taken without its padding, as the field then shows.
+    const QString name = ui->m_pNameEdit->text().trimmed();
+    if (name != ui->m_pNameEdit->text())
+        ui->m_pNameEdit->setText(name);
+    if (name.isEmpty()) {
         VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合名称为空!"), this);
         return;
     }
+    if (const QString problem = PortfolioNameRule::check(name); !problem.isEmpty()) {
+        VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合创建失败：") + problem, this);
+        return;
+    }
     PortfolioDetailBasicInfo detail;
-    detail.setName(ui->m_pNameEdit->text());
+    detail.setName(name);
     const QString strategy = ui->m_pStrategyEdit->text();
     detail.setStrategyName(strategy.isEmpty() ? QStringLiteral("无") : strategy);
     detail.setDefaultNum(ui->m_pNumberEdit->text().toLongLong(nullptr, 10));

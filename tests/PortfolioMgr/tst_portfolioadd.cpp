@@ -565,6 +565,8 @@ void tst_PortfolioAdd::refusalsKeepTheDialogAndItsInput_data()
     QTest::addColumn<QString>("message");
     // An empty name is refused before the name is looked up.
     QTest::newRow("empty name") << "" << 0 << true << "组合名称为空!";
+    QTest::newRow("blank name") << "   " << 0 << true << "组合名称为空!";
+    QTest::newRow("control character") << "篮子\t一" << 0 << true << "组合创建失败：组合名称含有无法保存的字符！";
     QTest::newRow("taken name") << "银行股组合" << 0 << true << "组合创建失败：组合名称重复。";
     QTest::newRow("no rows") << "新组合" << 0 << false << kNoData;
     QTest::newRow("no ETF chosen") << "新组合" << 4 << false << kNoData;
@@ -594,7 +596,7 @@ void tst_PortfolioAdd::refusalsKeepTheDialogAndItsInput()
     QCOMPARE(created.count(), 0);
     QVERIFY(fx.frame()->isVisible());
     QCOMPARE(fx.list()->addDialog(), dialog);
-    QCOMPARE(fx.name()->text(), name);
+    QCOMPARE(fx.name()->text(), name.trimmed());
     QCOMPARE(fx.defaultRows().size(), withRow ? 1 : 0);
     QVERIFY(!dialog->isBusy());
     QCOMPARE(PageFixture::backendNames(), before);
@@ -610,7 +612,7 @@ void tst_PortfolioAdd::manualPortfolioEndToEnd()
     QVERIFY(fx.edit(0, Quantity, QStringLiteral("200")));
     QVERIFY(fx.edit(1, Quantity, QStringLiteral("500")));
     QVERIFY(fx.edit(1, Side, QStringLiteral("卖出")));
-    fx.name()->setText(QStringLiteral("手工篮子"));
+    fx.name()->setText(QStringLiteral(" 手工篮子  "));  // padding is dropped, not refused
     fx.in<QLineEdit>("m_pStrategyEdit")->clear();  // an empty label is filed under "无"
     fx.in<VeltraSpinBox>("m_pNumberEdit")->setValue(3);
     const int rows = fx.rows();
