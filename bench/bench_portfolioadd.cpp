@@ -23,9 +23,18 @@
 
 namespace {
 
-bool waitForReferenceData()
+// The page on its back end with the ETF and industry trees built, as a trader finds it
+// once the client has started; false (and the benchmark skipped) when it is not there.
+bool pageWithTrees(PageFixture &f, benchmark::State &state)
 {
-    return ETFLogicHandler::instance().waitUntilLoaded(30000) && InfoCenterDataManagerInterface::waitUntilReady(30000);
+    const bool ready = f.ready() && ETFLogicHandler::instance().waitUntilLoaded(30000)
+        && InfoCenterDataManagerInterface::waitUntilReady(30000);
+    if (!ready) {
+        state.SkipWithError("back end or reference data not ready");
+        return false;
+    }
+    f.list()->achieveTreeData();
+    return true;
 }
 
 void closeDialog(PageFixture &f)
@@ -38,11 +47,8 @@ void closeDialog(PageFixture &f)
 void BM_OpenAddDialog(benchmark::State &state)
 {
     PageFixture f;
-    if (!f.ready() || !waitForReferenceData()) {
-        state.SkipWithError("back end or reference data not ready");
+    if (!pageWithTrees(f, state))
         return;
-    }
-    f.list()->achieveTreeData();
     for (auto _ : state) {
         f.list()->on_pushButton_new_clicked();
         state.PauseTiming();
@@ -88,11 +94,8 @@ BENCHMARK(BM_SearchKeyPress)->Unit(benchmark::kMillisecond)->UseRealTime();
 void BM_FillEtfTable300(benchmark::State &state)
 {
     PageFixture f;
-    if (!f.ready() || !waitForReferenceData()) {
-        state.SkipWithError("back end or reference data not ready");
+    if (!pageWithTrees(f, state))
         return;
-    }
-    f.list()->achieveTreeData();
     f.list()->on_pushButton_new_clicked();
     BDPortfolioAdd *dialog = f.list()->addDialog();
     auto *tree = dialog->findChild<TzTreeView *>(QStringLiteral("treeView_ETF"));

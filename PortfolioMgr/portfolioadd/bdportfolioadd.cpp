@@ -238,6 +238,17 @@ void BDPortfolioAdd::makeConnections()
         connect(table->recordModel(), &QAbstractItemModel::modelReset, this, &BDPortfolioAdd::updateSelectionLabel);
     }
     connect(ui->tableView_Pos, &QAbstractItemView::clicked, this, &BDPortfolioAdd::slotPositionClicked);
+
+    // The account pages wait for the account service (accounts, positions, securities to
+    // borrow); until it is there their commands say so instead of doing nothing.
+    for (QPushButton *button : {ui->pushButton_ShortSaleSearch, ui->pushButton_VoucherSearch,
+                                ui->pushButton_PosRefresh, ui->pushButton_PRImport,
+                                ui->pushButton_PRExportTemplate}) {
+        connect(button, &QPushButton::clicked, this, [this, button] {
+            qInfo().noquote() << "BDPortfolioAdd account page command not available yet:" << button->objectName();
+            VeltraWidget::ShowTipMsgBox(QStringLiteral("账户数据服务尚未接入，暂不能查询账户、持仓和可融券数据。"), this);
+        });
+    }
 }
 
 TzTableView *BDPortfolioAdd::tableOfPage(int page) const
