@@ -17,10 +17,10 @@
 #include "msgtypes.h"
 #include "pluginmanager.h"
 #include "tzcore.h"
+#include "veltrautils.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QTimer>
 #include <cstdio>
@@ -111,11 +111,7 @@ int main(int argc, char *argv[])
     if (!backendUp)
         qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
 
-    QFile skin(TzCore::dataDir() + QStringLiteral("/skin/veltra.qss"));
-    if (skin.open(QIODevice::ReadOnly))
-        app.setStyleSheet(QString::fromUtf8(skin.readAll()));
-    else
-        qWarning() << "tzapp: skin style sheet not found:" << skin.fileName();
+    app.setStyleSheet(VeltraUtils::GetSkinStyleSheet(QStringLiteral("veltra.qss")));
 
     plugins.loadPlugins(pluginDir);
     MainWindow window(&plugins);

@@ -22,11 +22,10 @@
 #include <QDate>
 #include <QDebug>
 #include <QHeaderView>
-#include <QKeyEvent>
+#include <QShortcut>
 #include <QPointer>
 #include <algorithm>
 #include <future>
-#include <mutex>
 #include <vector>
 
 using namespace PortfolioAddRows;
@@ -41,15 +40,14 @@ const QString kNoItems = QStringLiteral("组合创建失败：获取表格数据
 const QString kShortSaleNoItems = QStringLiteral("创建组合失败：获取表格中的数据失败。");
 
 // A component fetch still running when its dialog goes away (or a newer double-click
-// replaces it) is parked here, so that neither ever waits for it; it ends on its own.
-std::mutex g_parkMutex;
+// replaces it) is parked here, so that neither ever waits for it (a std::async future
+// blocks in its destructor); it ends on its own. Used on the GUI thread only.
 std::vector<std::future<void>> g_parked;
 
 void park(std::future<void> future)
 {
     if (!future.valid())
         return;
-    std::lock_guard<std::mutex> lock(g_parkMutex);
     g_parked.erase(std::remove_if(g_parked.begin(), g_parked.end(),
                                   [](const std::future<void> &f) {
                                       return f.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
@@ -75,15 +73,9 @@ QStringList searchableSymbols()
 
 } // namespace
 
-struct BDPortfolioAdd::Private
-{
-    std::future<void> etfFetch;
-};
-
 BDPortfolioAdd::BDPortfolioAdd(QWidget *parent)
     : QWidget(parent)
     , ui(new Ui::BDPortfolioAdd)
-    , d(new Private)
 {
     ui->setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
@@ -120,7 +112,7 @@ BDPortfolioAdd::BDPortfolioAdd(QWidget *parent)
 
 BDPortfolioAdd::~BDPortfolioAdd()
 {
-    park(std::move(d->etfFetch));
+    park(std::move(m_etfFetch));
     delete ui;
 }
 
@@ -146,9 +138,16 @@ void BDPortfolioAdd::initTables()
     m_defaultDelegate = new CDefaultPorfoliodelegate(m_showType, this);
     table->setTzTableItemDelegate(m_defaultDelegate);
     // Typing on a quantity or weight cell starts its edit with that key, as in a sheet;
-    // double-click and F2 open the editor too (slotTableItemDoubleClicked, eventFilter).
+    // double-click (slotTableItemDoubleClicked) and F2 open the editor too, Delete removes
+    // the selected lines. An open editor keeps its keys: the shortcuts act on the table.
     table->setEditTriggers(QAbstractItemView::AnyKeyPressed);
-    table->installEventFilter(this);
+    auto *deleteKey = new QShortcut(QKeySequence::Delete, table);
+    deleteKey->setContext(Qt::WidgetShortcut);
+    connect(deleteKey, &QShortcut::activated, this, &BDPortfolioAdd::onDeleteTableRow);
+    auto *editKey = new QShortcut(QKeySequence(Qt::Key_F2), table);
+    editKey->setContext(Qt::WidgetShortcut);
+    connect(editKey, &QShortcut::activated, this,
+            [this, table] { slotTableItemDoubleClicked(table->currentIndex()); });
 
     m_basketDelegate = new BDPortfolioAddDelegate(Quantity, m_showType, this);
     initBasketPage(ui->tableWidget_ETF, QStringLiteral("Portfolios/AddETFPortfolios"));
@@ -294,13 +293,13 @@ void BDPortfolioAdd::setSWTreeData(const QList<RowRecord> &roots)
 void BDPortfolioAdd::onAddPortfolioAccepted(const QString &portfolioNo)
 {
     qInfo().noquote() << "BDPortfolioAdd::onAddPortfolioAccepted" << portfolioNo;
-    ++m_accepted;
+    m_answer = Answer::Accepted;
 }
 
 void BDPortfolioAdd::onAddPortfolioFailed(const QString &reason)
 {
     qInfo().noquote() << "BDPortfolioAdd::onAddPortfolioFailed" << reason;
-    ++m_refused;
+    m_answer = Answer::Refused;
     m_busy = false;
 }
 
@@ -454,23 +453,6 @@ void BDPortfolioAdd::slotTableItemDoubleClicked(const QModelIndex &index)
     ui->tableView_Default->edit(index);
 }
 
-bool BDPortfolioAdd::eventFilter(QObject *watched, QEvent *event)
-{
-    // An open editor has the keys itself; these reach the table only between edits.
-    if (watched == ui->tableView_Default && event->type() == QEvent::KeyPress) {
-        auto *key = static_cast<QKeyEvent *>(event);
-        if (key->key() == Qt::Key_Delete) {
-            onDeleteTableRow();
-            return true;
-        }
-        if (key->key() == Qt::Key_F2) {
-            slotTableItemDoubleClicked(ui->tableView_Default->currentIndex());
-            return true;
-        }
-    }
-    return QWidget::eventFilter(watched, event);
-}
-
 void BDPortfolioAdd::slotCharaterTableIndexClicked(const QModelIndex &index)
 {
     if (index.isValid() && index.column() == Name)
@@ -554,8 +536,8 @@ void BDPortfolioAdd::slotETFTreeDoubleClicked(const QModelIndex &index)
     // through the application's event loop and reaches this dialog only if it still exists.
     QPointer<BDPortfolioAdd> guard(this);
     const ShowType showType = m_showType;
-    park(std::move(d->etfFetch));
-    d->etfFetch = std::async(std::launch::async, [guard, code, symbol, showType] {
+    park(std::move(m_etfFetch));
+    m_etfFetch = std::async(std::launch::async, [guard, code, symbol, showType] {
         const QList<QVariantMap> components = ETFLogicHandler::instance().getEtfComponentList(symbol);
         QList<RowRecord> rows;
         rows.reserve(components.size());
@@ -650,7 +632,7 @@ QString BDPortfolioAdd::buildDefault(PortfolioDetailBasicInfo &detail)
     return QString();
 }
 
-QString BDPortfolioAdd::buildBasket(TzTableView *table, PortfolioDetailBasicInfo &detail, bool etf)
+QString BDPortfolioAdd::buildBasket(TzTableView *table, PortfolioDetailBasicInfo &detail)
 {
     const QList<int> checked = table->getCheckedRows();
     qDebug() << "BDPortfolioAdd::onpushbtn_confirm_slot" << "checked rows count: " << checked.size();
@@ -667,9 +649,7 @@ QString BDPortfolioAdd::buildBasket(TzTableView *table, PortfolioDetailBasicInfo
     }
     if (records.isEmpty())
         return kNoItems;
-    PortfolioInfoMgr *baskets = PortfolioInfoMgr::GetInstance();
-    const QString error = etf ? baskets->GetPortfolioDetailByEtfData(records, detail)
-                              : baskets->GetPortfolioDetailByBasketData(records, detail);
+    const QString error = PortfolioInfoMgr::GetInstance()->GetPortfolioDetailByBasketData(records, detail);
     if (!error.isEmpty()) {
         qInfo().noquote() << "BDPortfolioAdd::onpushbtn_confirm_slot" << error;
         return kNoItems;
@@ -746,15 +726,15 @@ void BDPortfolioAdd::onpushbtn_confirm_slot()
         break;
     case PageEtf:
         extension.insert(Portfolio::portType, PortType::etf);
-        refusal = buildBasket(ui->tableWidget_ETF, detail, true);
+        refusal = buildBasket(ui->tableWidget_ETF, detail);
         break;
     case PageIndustry:
         extension.insert(Portfolio::portType, PortType::industry);
-        refusal = buildBasket(ui->tableWidget_index_SW, detail, false);
+        refusal = buildBasket(ui->tableWidget_index_SW, detail);
         break;
     case PageIndex:
         extension.insert(Portfolio::portType, PortType::index);
-        refusal = buildBasket(ui->tableWidget_index, detail, false);
+        refusal = buildBasket(ui->tableWidget_index, detail);
         if (!refusal.isEmpty())
             refusal = kNoData;  // this page knows only the one refusal
         break;
@@ -797,21 +777,28 @@ void BDPortfolioAdd::onpushbtn_confirm_slot()
 
     // A two-sided confirm may have had one of its portfolios created and the other
     // refused: confirming again sends only what does not exist yet.
-    m_refused = 0;
+    bool refused = false;
     bool allCreated = true;
     for (const PortfolioDetailBasicInfo &record : qAsConst(records)) {
         if (m_created.contains(record.Name())) {
             qInfo().noquote() << "BDPortfolioAdd::onpushbtn_confirm_slot already created:" << record.Name();
             continue;
         }
-        const int acceptedBefore = m_accepted;
+        m_answer = Answer::None;
         emitRecord(record);
-        if (m_accepted > acceptedBefore)
+        if (m_answer == Answer::Accepted)
             m_created.insert(record.Name());
         else
             allCreated = false;
+        refused = refused || m_answer == Answer::Refused;
     }
-    if (allCreated && m_refused == 0) {
+    if (refused) {
+        // Whatever was emitted after the refusal set the busy flag again: the trader must
+        // be able to confirm the refused portfolio once more.
+        m_busy = false;
+        return;
+    }
+    if (allCreated) {
         emit singnalPushBtnClose();
         close();
     }

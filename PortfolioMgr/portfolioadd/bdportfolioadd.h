@@ -7,11 +7,10 @@
 
 #include <QMap>
 #include <QModelIndex>
-#include <QMutex>
 #include <QSet>
 #include <QVariantMap>
 #include <QWidget>
-#include <memory>
+#include <future>
 
 namespace Ui {
 class BDPortfolioAdd;
@@ -52,7 +51,6 @@ public:
     void onAddPortfolioAccepted(const QString &portfolioNo);
     void onAddPortfolioFailed(const QString &reason);
     bool isBusy() const { return m_busy; }
-    ShowType showType() const { return m_showType; }
 
 signals:
     void singnalPushBtnClose();
@@ -85,9 +83,6 @@ public slots:
     void slotPositionClicked(const QModelIndex &index);
     void slotGetETFComponentList(QString code, QList<RowRecord> rows);
 
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override;
-
 private:
     void initTables();
     void initBasketPage(TzTableView *table, const QString &tableName);
@@ -101,21 +96,19 @@ private:
     void showSecurityTip(const QModelIndex &index);
     // Confirm branches; each returns the refusal text, empty when the record is complete.
     QString buildDefault(PortfolioDetailBasicInfo &detail);
-    QString buildBasket(TzTableView *table, PortfolioDetailBasicInfo &detail, bool etf);
+    QString buildBasket(TzTableView *table, PortfolioDetailBasicInfo &detail);
     QString buildFromCheckedRows(TzTableView *table, PortfolioDetailBasicInfo &detail);
     void emitRecord(const PortfolioDetailBasicInfo &detail);
 
-    struct Private;
-
     Ui::BDPortfolioAdd *ui;
-    std::unique_ptr<Private> d;
+    std::future<void> m_etfFetch;  // the component fetch under way, if any
     TzPresenterClass *m_presenter = nullptr;
     bool m_busy = false;
-    int m_accepted = 0;        // portfolios the owner created from this dialog
-    int m_refused = 0;         // refusals in the confirm under way
+    // The owner's answer to the portfolio just emitted (none when nobody answers).
+    enum class Answer { None, Accepted, Refused };
+    Answer m_answer = Answer::None;
     QSet<QString> m_created;   // names of the portfolios created from this dialog
     ShowType m_showType = ShowPlain;
-    QMutex m_mutex;  // guards the rebalance quote wait's state
     CDefaultPorfoliodelegate *m_defaultDelegate = nullptr;
     BDPortfolioAddDelegate *m_basketDelegate = nullptr;
     CharactTip *m_tip = nullptr;

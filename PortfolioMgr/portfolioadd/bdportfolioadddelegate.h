@@ -15,8 +15,6 @@ class BDPortfolioAddDelegate : public TzItemModelDeletage
 public:
     BDPortfolioAddDelegate(int amountColumn, ShowType showType, QObject *parent = nullptr);
 
-    int amountColumn() const { return m_amountColumn; }
-
     QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
                           const QModelIndex &index) const override;
     void setEditorData(QWidget *editor, const QModelIndex &index) const override;

@@ -50,7 +50,6 @@ public:
     // with algorithms rather than as single orders).
     void setUnlimited(bool unlimited) { m_unlimited = unlimited; }
     bool unlimited() const { return m_unlimited; }
-    void setShowType(ShowType showType) { m_showType = showType; }
 
     QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
                           const QModelIndex &index) const override;

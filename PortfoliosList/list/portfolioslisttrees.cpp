@@ -46,16 +46,17 @@ void PortfoliosList::initETFInfoList(QList<QMap<int, QMap<QString, QVariant> > >
 }
 
 // Level-two industries in code order, each with its level-three industries; an industry
-// without a listed stock is left out. A level-three code begins with its level-two code.
+// without a listed stock is left out.
 static QList<RowRecord> buildSWTree()
 {
     const QMap<QString, QString> symbolToTri = InfoCenterDataManagerInterface::getSymbolIndustryInfoMap();
     const QMap<QString, QString> triNames = InfoCenterDataManagerInterface::getTriLevelCodeAndNameMap();
     const QMap<QString, QString> secNames = InfoCenterDataManagerInterface::getSecLevelCodeAndNameMap();
+    const QMap<QString, QString> triToSec = InfoCenterDataManagerInterface::getTriToSecLevelMap();
     QHash<QString, int> members;
     for (const QString &tri : symbolToTri) {
         ++members[tri];
-        ++members[tri.left(4)];
+        ++members[triToSec.value(tri)];
     }
     auto node = [&](const QString &code, const QString &name, int level) {
         RowRecord record;
@@ -69,7 +70,7 @@ static QList<RowRecord> buildSWTree()
     QMap<QString, QList<RowRecord>> childrenOf;
     for (auto it = triNames.cbegin(); it != triNames.cend(); ++it) {
         if (members.value(it.key()) > 0)
-            childrenOf[it.key().left(4)].append(node(it.key(), it.value(), 3));
+            childrenOf[triToSec.value(it.key())].append(node(it.key(), it.value(), 3));
     }
     QList<RowRecord> roots;
     for (auto it = secNames.cbegin(); it != secNames.cend(); ++it) {

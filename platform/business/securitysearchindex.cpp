@@ -112,6 +112,12 @@ SecuritySearchIndex::SecuritySearchIndex()
     }
 }
 
+int SecuritySearchIndex::codeDigits(const QString &text)
+{
+    const CodeQuery code = parseCode(fold(text).remove(QLatin1Char(' ')));
+    return code.valid ? code.code.size() : -1;
+}
+
 QVector<int> SecuritySearchIndex::positionsOf(const QStringList &symbols) const
 {
     QHash<QString, int> wanted;

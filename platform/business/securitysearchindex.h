@@ -46,6 +46,10 @@ public:
     QVector<SecuritySearchHit> search(const QString &text, const QVector<int> &positions,
                                       int minCodeLength, int maxHits) const;
 
+    // How many digits of a code the text holds when it reads as a code (with or without a
+    // market); -1 for any other text.
+    static int codeDigits(const QString &text);
+
     int size() const { return int(m_entries.size()); }
     // The initials a name offers, one set of letters per character, written as text
     // ("[p][ab][y][hx]"); for tests and diagnostics.

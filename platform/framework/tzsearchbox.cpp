@@ -63,7 +63,12 @@ void TzSearchBox::refresh(const QString &text)
     const QVector<SecuritySearchHit> hits = search(text);
     m_popup->clear();
     if (hits.isEmpty()) {
-        hidePopup();
+        // While a code is still being typed there is nothing to say yet.
+        const int digits = SecuritySearchIndex::codeDigits(text);
+        if (text.trimmed().isEmpty() || (digits >= 0 && digits < m_minCodeLength))
+            hidePopup();
+        else
+            showNotice(QStringLiteral("无匹配的证券：%1").arg(text.trimmed()));
         return;
     }
     CDataBase *config = CDataBase::GetInstance();
@@ -100,6 +105,16 @@ void TzSearchBox::placePopup()
         m_popup->show();
 }
 
+void TzSearchBox::showNotice(const QString &notice)
+{
+    m_popup->clear();
+    auto *item = new QTreeWidgetItem({notice});
+    item->setFlags(Qt::NoItemFlags);
+    m_popup->addTopLevelItem(item);
+    item->setFirstColumnSpanned(true);  // only once the item is in the list
+    placePopup();
+}
+
 void TzSearchBox::hidePopup()
 {
     m_popup->hide();
@@ -112,6 +127,8 @@ void TzSearchBox::pick(int row)
         return;
     const QString symbol = item->data(0, Qt::UserRole).toString();
     const QString market = item->data(0, Qt::UserRole + 1).toString();
+    if (symbol.isEmpty())
+        return;  // a notice, not a security
     hidePopup();
     clear();
     emit signalSymbolSelected(symbol, market);
@@ -139,12 +156,16 @@ void TzSearchBox::keyPressEvent(QKeyEvent *event)
         return;
     }
     case Qt::Key_Return:
-    case Qt::Key_Enter:
+    case Qt::Key_Enter: {
         if (!isPopupVisible() && !text().isEmpty())
             refresh(text());
-        if (isPopupVisible() && count > 0)
+        const int digits = SecuritySearchIndex::codeDigits(text());
+        if (!isPopupVisible() && digits >= 0 && digits < m_minCodeLength)
+            showNotice(QStringLiteral("请输入至少%1位证券代码").arg(m_minCodeLength));
+        else if (isPopupVisible() && m_popup->topLevelItemCount() > 0)
             pick(qMax(0, current));
         return;
+    }
     case Qt::Key_Escape:
         if (isPopupVisible()) {
             hidePopup();

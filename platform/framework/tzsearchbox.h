@@ -11,7 +11,8 @@ class QTreeWidget;
 // code, name or pinyin initials match (code, name and market per line, best first), and
 // hands the one picked to its owner. Keyboard-driven: Down/Up move through the list,
 // Enter picks the highlighted line (the first when none is), Escape closes the list. The
-// text is cleared after a pick, ready for the next code.
+// text is cleared after a pick, ready for the next code. A text that matches nothing says
+// so in the list; a code too short to match is told so on Enter.
 class TZPLATFORM_EXPORT TzSearchBox : public QLineEdit
 {
     Q_OBJECT
@@ -44,6 +45,8 @@ protected:
 
 private:
     void refresh(const QString &text);
+    // Shows one line that cannot be picked, saying why there is nothing to pick.
+    void showNotice(const QString &notice);
     void placePopup();
     void pick(int row);
     void hidePopup();

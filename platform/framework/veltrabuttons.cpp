@@ -1,15 +1,8 @@
 #include "veltrabuttons.h"
 
-#include <QStyle>
+#include "veltrarepolish.h"
 
-namespace {
-void repolish(QWidget *w)
-{
-    w->style()->unpolish(w);
-    w->style()->polish(w);
-    w->update();
-}
-}
+#include <QStyle>
 
 VeltraPushButton::VeltraPushButton(QWidget *parent)
     : QPushButton(parent)

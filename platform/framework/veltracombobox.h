@@ -13,18 +13,11 @@ public:
     explicit VeltraComboBox(QWidget *parent = nullptr);
 };
 
-// The account picker of the Veltra skin: one line per fund (asset) account, shown as
-// "account name", the fund account as the item's data.
+// The account picker of the Veltra skin: as wide as its longest account.
 class TZPLATFORM_EXPORT VeltraAccountComboBox : public VeltraComboBox
 {
     Q_OBJECT
 
 public:
     explicit VeltraAccountComboBox(QWidget *parent = nullptr);
-
-    // fundAccounts and names pair up by position; a missing name shows the account alone.
-    void SetAccountList(const QStringList &fundAccounts, const QStringList &names = QStringList());
-    QString currentFundAccount() const;
-    // Makes the account current when listed; false otherwise.
-    bool setCurrentFundAccount(const QString &fundAccount);
 };

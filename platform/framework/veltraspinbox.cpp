@@ -10,7 +10,6 @@ VeltraSpinBox::VeltraSpinBox(QWidget *parent)
 
 void VeltraSpinBox::SetShowType(ShowType showType)
 {
-    m_showType = showType;
     setGroupSeparatorShown(showType == ShowThousands);
 }
 

@@ -16,10 +16,6 @@ public:
     explicit VeltraSpinBox(QWidget *parent = nullptr);
 
     void SetShowType(ShowType showType);
-    ShowType showType() const { return m_showType; }
     // The value as plain decimal digits, whatever the display ("1,000" reads "1000").
     QString text() const;
-
-private:
-    ShowType m_showType = ShowPlain;
 };

@@ -1,5 +1,7 @@
 #include "veltratabwidget.h"
 
+#include "veltrarepolish.h"
+
 #include <QStyle>
 #include <QTabBar>
 
@@ -42,8 +44,7 @@ VeltraTabWidget::VeltraTabWidget(QWidget *parent)
 void VeltraTabWidget::SetTabStyleType(const QString &styleType)
 {
     m_styleType = styleType;
-    style()->unpolish(this);
-    style()->polish(this);
+    repolish(this);
 }
 
 void VeltraTabWidget::SetTabSizePolicy(TabResizePolicy policy)
@@ -53,19 +54,9 @@ void VeltraTabWidget::SetTabSizePolicy(TabResizePolicy policy)
     tabBar()->updateGeometry();
 }
 
-TabResizePolicy VeltraTabWidget::tabSizePolicy() const
-{
-    return static_cast<VeltraTabBar *>(tabBar())->policy;
-}
-
 void VeltraTabWidget::SetTabSize(const QSize &size)
 {
     static_cast<VeltraTabBar *>(tabBar())->fixedSize = size;
     tabBar()->updateGeometry();
     tabBar()->adjustSize();
-}
-
-QSize VeltraTabWidget::tabSize() const
-{
-    return static_cast<VeltraTabBar *>(tabBar())->fixedSize;
 }

@@ -25,9 +25,7 @@ public:
     void SetTabStyleType(const QString &styleType);
     QString tabStyleType() const { return m_styleType; }
     void SetTabSizePolicy(TabResizePolicy policy);
-    TabResizePolicy tabSizePolicy() const;
     void SetTabSize(const QSize &size);
-    QSize tabSize() const;
 
 private:
     QString m_styleType;

@@ -18,11 +18,11 @@
 #include "tzsearchbox.h"
 #include "tztreeview.h"
 #include "veltraspinbox.h"
+#include "veltrautils.h"
 #include "veltratabwidget.h"
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QFile>
 #include <QHeaderView>
 #include <QInputMethodEvent>
 #include <QComboBox>
@@ -190,6 +190,7 @@ private slots:
     void backEndRefusalLeavesNothingAndAllowsAnotherTry();
     void secondConfirmEmitsNothing();
     void rebalanceSplitsBySideBuyFirst();
+    void oneSideRefusedKeepsTheDialogOpen_data();
     void oneSideRefusedKeepsTheDialogOpen();
 
     // Basket pages
@@ -409,6 +410,11 @@ void tst_PortfolioAdd::editorsOfTheDefaultTable()
     QVERIFY(fx.edit(1, Side, QStringLiteral("融券卖出")));
     QCOMPARE(marketOf(table->getRowData(0)), Exchange::szhk);
     QCOMPARE(table->getRowData(1).value(Side).value(RecordRole::display).toString(), QStringLiteral("融券卖出"));
+    // A refused weight keeps the old one; an accepted one is taken.
+    QVERIFY(fx.edit(0, RelWeight, QStringLiteral("00")));
+    QCOMPARE(relWeightOf(table->getRowData(0)), 1.0);
+    QVERIFY(fx.edit(0, RelWeight, QStringLiteral("3.25")));
+    QCOMPARE(relWeightOf(table->getRowData(0)), 3.25);
 
     // At the keyboard, in the open dialog: the side list opens with the edit, the arrows
     // move in it, Enter takes the side. An arrow on a closed list opens it rather than
@@ -450,13 +456,6 @@ void tst_PortfolioAdd::relativeWeightEditor()
              QStringLiteral("^(?:[1-9][0-9]*(.)?([0-9]+)?|0(.)?((?!0+$)[0-9]+)?)$"));
     int pos = 0;
     QCOMPARE(validator.validate(typed, pos) == QValidator::Acceptable, accepted);
-
-    AddPage fx;
-    QVERIFY(fx.ready());
-    fx.open();
-    fx.pick(QStringLiteral("600519"));
-    QVERIFY(fx.edit(0, RelWeight, typed));
-    QCOMPARE(relWeightOf(fx.defaultTable()->getRowData(0)), accepted ? typed.toDouble() : 1.0);
 }
 
 void tst_PortfolioAdd::quantityEditorHonoursTheRowLimit()
@@ -761,8 +760,18 @@ void tst_PortfolioAdd::rebalanceSplitsBySideBuyFirst()
     }
 }
 
+void tst_PortfolioAdd::oneSideRefusedKeepsTheDialogOpen_data()
+{
+    QTest::addColumn<bool>("buyRefused");  // the buy portfolio is sent first
+    QTest::newRow("sell refused") << false;
+    QTest::newRow("buy refused, sell created after it") << true;
+}
+
 void tst_PortfolioAdd::oneSideRefusedKeepsTheDialogOpen()
 {
+    QFETCH(bool, buyRefused);
+    const QString created = buyRefused ? QStringLiteral("调仓组合(卖)") : QStringLiteral("调仓组合(买)");
+    const QString refused = buyRefused ? QStringLiteral("调仓组合(买)") : QStringLiteral("调仓组合(卖)");
     AddPage fx;
     QVERIFY(fx.ready());
     BDPortfolioAdd *dialog = fx.open(1);
@@ -774,20 +783,21 @@ void tst_PortfolioAdd::oneSideRefusedKeepsTheDialogOpen()
                                  securityRow(*b, Exchange::sz, 500, 1.0, OrderSide::sell, ShowPlain, false)});
     table->setAllCheckBoxChecked(true);
     fx.in<QCheckBox>("checkBox_bySide")->setChecked(true);
-    // The buy portfolio's header passes, the sell portfolio's is refused.
-    fx.backend.faults().delayNext(MsgType::alterPortfolioRequest, 0);
-    fx.backend.faults().failNext(MsgType::alterPortfolioRequest, QStringLiteral("卖出组合被拒"));
+    // One portfolio's header is refused; the other passes.
+    if (!buyRefused)
+        fx.backend.faults().delayNext(MsgType::alterPortfolioRequest, 0);
+    fx.backend.faults().failNext(MsgType::alterPortfolioRequest, QStringLiteral("组合被拒"));
     fx.confirm();
-    QVERIFY(PageFixture::backendNames().contains(QStringLiteral("调仓组合(买)")));
-    QVERIFY(!PageFixture::backendNames().contains(QStringLiteral("调仓组合(卖)")));
-    QVERIFY(fx.boxes.last().contains(QStringLiteral("卖出组合被拒")));
+    QVERIFY(PageFixture::backendNames().contains(created));
+    QVERIFY(!PageFixture::backendNames().contains(refused));
+    QVERIFY(fx.boxes.texts().join(QLatin1Char('|')).contains(QStringLiteral("组合被拒")));
     QTest::qWait(20);
     QCOMPARE(fx.list()->addDialog(), dialog);
     QVERIFY(fx.frame()->isVisible());
     QVERIFY(!dialog->isBusy());
     QCOMPARE(table->recordModel()->rowCount(), 2);
 
-    // Confirming again creates the sell portfolio only; the buy portfolio stays single.
+    // Confirming again creates the refused portfolio only; the other stays single.
     const int listed = fx.rows();
     fx.confirm();
     QTRY_VERIFY(!fx.frame()->isVisible());
@@ -925,9 +935,9 @@ void tst_PortfolioAdd::pagesShowTheirTextsUnclipped()
 {
     AddPage fx;
     QVERIFY(fx.ready());
-    QFile skin(TzCore::dataDir() + QStringLiteral("/skin/veltra.qss"));
-    QVERIFY(skin.open(QIODevice::ReadOnly));
-    qApp->setStyleSheet(QString::fromUtf8(skin.readAll()));
+    const QString skin = VeltraUtils::GetSkinStyleSheet(QStringLiteral("veltra.qss"));
+    QVERIFY(!skin.isEmpty());
+    qApp->setStyleSheet(skin);
     fx.page->resize(1100, 700);
     fx.page->show();
     BDPortfolioAdd *dialog = fx.open();

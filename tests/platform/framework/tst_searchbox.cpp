@@ -1,15 +1,13 @@
 // The code search box and the index behind it: codes with and without a market, names,
 // pinyin initials (several readings for one character), ranking, the minimum code length,
-// and picking with the keyboard; and the framework tree's records.
+// and picking with the keyboard.
 
 #include "securitycatalog.h"
 #include "securitysearchindex.h"
 #include "tzcore.h"
 #include "tzsearchbox.h"
-#include "tztreeview.h"
 
 #include <QSignalSpy>
-#include <QStandardItemModel>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -46,7 +44,6 @@ private slots:
     void rankingAndLimit();
     void onlyTheOfferedSecurities();
     void keyboardPicksAndClears();
-    void treeRecordsKeepTheirFields();
 };
 
 void tst_SearchBox::matches_data()
@@ -162,30 +159,22 @@ void tst_SearchBox::keyboardPicksAndClears()
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rect.center());
     QCOMPARE(picked.count(), 3);
     QCOMPARE(picked.at(2).at(1).toString(), QStringLiteral("HHK"));
-}
 
-void tst_SearchBox::treeRecordsKeepTheirFields()
-{
-    RowRecord leaf;
-    leaf[0] = {{RecordRole::display, QStringLiteral("子")}, {QStringLiteral("Code"), QStringLiteral("c1")}};
-    leaf[1] = {{RecordRole::display, QStringLiteral("second")}};
-    RowRecord root;
-    root[0] = {{RecordRole::display, QStringLiteral("根")},
-               {TreeRecord::children, QVariant::fromValue(QList<RowRecord>{leaf, leaf})}};
-    TzTreeView tree;
-    tree.setHeaderTitles({QStringLiteral("待选范围")});
-    tree.updateRecordDataList({root, root});
-    QCOMPARE(tree.topLevelCount(), 2);
-    QCOMPARE(tree.model()->headerData(0, Qt::Horizontal).toString(), QStringLiteral("待选范围"));
-    const QModelIndex parent = tree.model()->index(1, 0);
-    QCOMPARE(tree.model()->rowCount(parent), 2);
-    const RowRecord read = tree.getRowData(tree.model()->index(1, 1, parent));
-    QCOMPARE(read.value(0).value(QStringLiteral("Code")).toString(), QStringLiteral("c1"));
-    QCOMPARE(read.value(1).value(RecordRole::display).toString(), QStringLiteral("second"));
-    QVERIFY(!tree.getRowData(parent).value(0).contains(TreeRecord::children));
-    QVERIFY(tree.getRowData(QModelIndex()).isEmpty());
-    tree.updateRecordDataList({});
-    QCOMPARE(tree.topLevelCount(), 0);
+    // Nothing to pick: the list says why, Enter picks nothing and keeps the text.
+    QTest::keyClicks(&box, "zzzzzz");
+    QVERIFY(box.isPopupVisible());
+    QCOMPARE(list->topLevelItem(0)->text(0), QStringLiteral("无匹配的证券：zzzzzz"));
+    QTest::keyClick(&box, Qt::Key_Return);
+    QCOMPARE(picked.count(), 3);
+    QCOMPARE(box.text(), QStringLiteral("zzzzzz"));
+    // A code being typed shows nothing until Enter, which asks for the whole code.
+    box.clear();
+    QTest::keyClicks(&box, "6005");
+    QVERIFY(!box.isPopupVisible());
+    QTest::keyClick(&box, Qt::Key_Return);
+    QVERIFY(box.isPopupVisible());
+    QCOMPARE(list->topLevelItem(0)->text(0), QStringLiteral("请输入至少6位证券代码"));
+    QCOMPARE(picked.count(), 3);
 }
 
 QTEST_MAIN(tst_SearchBox)
