@@ -12,6 +12,7 @@
 #include "msgtypes.h"
 #include "portfoliolistbasicinfo.h"
 #include "portfolioquotemgr.h"
+#include "portfoliosyncqueue.h"
 #include "tzcore.h"
 #include "veltrabusinessdatainterface.h"
 #include "veltrautils.h"
@@ -22,6 +23,7 @@
 #include <QtConcurrent>
 #include <QSettings>
 #include <QStandardPaths>
+#include <memory>
 
 namespace {
 // Setting names of the auto-import group of the portfolio trade settings.
@@ -34,7 +36,23 @@ const QString PortBackupDir = QStringLiteral("PortBackupDir");
 
 PortfoliosListPresenterClass::PortfoliosListPresenterClass(QObject *parent)
     : TzPresenterClass(parent)
+    , m_sync(new PortfolioSyncQueue(pluginPid(), this))
 {
+    // The queue has brought the store up to date before the list hears of a change.
+    connect(m_sync, &PortfolioSyncQueue::portfolioUpdated, this, [this](QString portfolioNo) {
+        if (PortfolioDetailBasicInfo *p = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portfolioNo))
+            subscribePortfolios({p});
+        emit OnPortfolioNewOrCreate(portfolioNo);
+    });
+    connect(m_sync, &PortfolioSyncQueue::portfolioRemoved, this, &PortfoliosListPresenterClass::OnPortfolioDelete);
+    connect(m_sync, &PortfolioSyncQueue::fetchFailed, this, [](QString reason) {
+        VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                                QStringLiteral("其他终端的组合变更未能获取：%1，将自动重试").arg(reason));
+    });
+    connect(m_sync, &PortfolioSyncQueue::batchApplied, this, [](int updated, int removed) {
+        VeltraUtils::PutBusiMsg(BusiMsgLevel::Info, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                                QStringLiteral("已同步其他终端的组合变更：更新%1个，移除%2个").arg(updated).arg(removed));
+    });
 }
 
 PortfoliosListPresenterClass::~PortfoliosListPresenterClass() = default;
@@ -70,18 +88,14 @@ void PortfoliosListPresenterClass::ProcEventMsg(QString source, QVariant type, Q
     if (msgType == PORTFOLIO_NEW_OR_UPDATE) {
         const QString portfolioNo = unpack.GetValue(RequestField::portfolioNo).toString();
         qInfo().noquote() << QStringLiteral("组合列表收到新组合创建/更新消息，组合号：%1").arg(portfolioNo);
-        // The change was made elsewhere (another page or desk): bring the store up to
-        // date first, so the list finds the new state when it refills.
-        {
-            QWriteLocker lock(&m_coreLock);
-            if (PortfolioListBasicInfo::GetInstance()->tryLockAndInit(this, true) == 0)
-                subscribeStoredPortfolios();
-        }
-        emit OnPortfolioNewOrCreate(portfolioNo);
+        // The change was made elsewhere (another page or desk): the queue fetches that
+        // portfolio alone, off this thread, and emits OnPortfolioNewOrCreate once the
+        // store holds its new state.
+        m_sync->noteChanged({portfolioNo});
         return;
     }
     if (msgType == PORTFOLIO_DELETED) {
-        emit OnPortfolioDelete(unpack.GetValue(RequestField::portfolioNo).toString());
+        m_sync->noteDeleted(unpack.GetValue(RequestField::portfolioNo).toString());
         return;
     }
     if (msgType == POSITION_UPDATE) {
@@ -144,9 +158,21 @@ void PortfoliosListPresenterClass::slotOnPortfolioImported(QString portfolioNo)
 
 void PortfoliosListPresenterClass::subscribeStoredPortfolios()
 {
-    // Subscriptions are counted on the back end: a reload asks only for what is new.
+    subscribePortfolios(PortfolioListBasicInfo::GetInstance()->GetPortfolioDetails());
+}
+
+void PortfoliosListPresenterClass::subscribePortfolios(const QList<PortfolioDetailBasicInfo *> &portfolios)
+{
+    // Subscriptions are counted on the back end: a reload asks only for what is new, and
+    // looks only at portfolios that changed since their lines were subscribed.
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
     QVariantList list;
-    for (PortfolioDetailBasicInfo *p : PortfolioListBasicInfo::GetInstance()->GetPortfolioDetails()) {
+    for (PortfolioDetailBasicInfo *p : portfolios) {
+        const quint64 stamp = store->changeStamp(p->PortfolioNo());
+        auto seen = m_subscribedStamps.find(p->PortfolioNo());
+        if (seen != m_subscribedStamps.end() && *seen == stamp)
+            continue;
+        m_subscribedStamps.insert(p->PortfolioNo(), stamp);
         for (const PortfolioItem &item : p->SymbolList()) {
             if (!m_storeSubscriptions.contains(item.Symbol())) {
                 m_storeSubscriptions.insert(item.Symbol());
@@ -208,21 +234,66 @@ void PortfoliosListPresenterClass::watchTreeData()
 
 void PortfoliosListPresenterClass::slotRefreshPortfoliosList()
 {
-    emit signalDataLoadState(1);
-    int rc = 0;
-    {
-        QWriteLocker lock(&m_coreLock);
-        rc = PortfolioListBasicInfo::GetInstance()->tryLockAndInit(this, true);
-    }
-    emit signalDataLoadState(0);
-    if (rc != 0) {
-        emit signalShowWarningMsg(QStringLiteral("刷新组合列表"),
-                                  QStringLiteral("组合列表刷新失败：%1")
-                                      .arg(PortfolioListBasicInfo::GetInstance()->lastError()));
+    // The back end is asked on a worker; the window stays usable meanwhile, and the
+    // store changes on this thread once the answer is complete.
+    if (m_refreshing)
         return;
-    }
-    subscribeStoredPortfolios();
-    emit OnPortfolioNewOrCreate(QString());
+    m_refreshing = true;
+    emit signalDataLoadState(1);
+    struct Load
+    {
+        bool ok = false;
+        QString error;
+        PortfolioSnapshot snapshot;
+    };
+    // Shared, not copied: the snapshot's only owner hands it to the store as it is.
+    using LoadPtr = std::shared_ptr<Load>;
+    auto *watcher = new QFutureWatcher<LoadPtr>(this);
+    connect(watcher, &QFutureWatcher<LoadPtr>::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        LoadPtr load = watcher->result();
+        m_refreshing = false;
+        emit signalDataLoadState(0);
+        if (!load->ok) {
+            qInfo().noquote() << "PortfoliosListPresenterClass::slotRefreshPortfoliosList failed:" << load->error;
+            VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                                    QStringLiteral("组合列表刷新失败：%1").arg(load->error));
+            emit signalShowWarningMsg(QStringLiteral("刷新组合列表"),
+                                      QStringLiteral("组合列表刷新失败：%1").arg(load->error));
+            return;
+        }
+        PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+        QStringList changed;
+        {
+            QWriteLocker lock(&m_coreLock);
+            changed = store->ApplySnapshot(load->snapshot);
+        }
+        // Thousands of unchanged portfolios are left in the snapshot: freeing them is
+        // work for a worker, not for the window.
+        QtConcurrent::run([load] { load->snapshot = PortfolioSnapshot(); });
+        QList<PortfolioDetailBasicInfo *> fresh;
+        for (const QString &no : qAsConst(changed)) {
+            if (PortfolioDetailBasicInfo *p = store->GetPortfolioDetail(no))
+                fresh << p;
+        }
+        subscribePortfolios(fresh);
+        VeltraUtils::PutBusiMsg(BusiMsgLevel::Info, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                                QStringLiteral("组合列表已刷新，共%1个组合").arg(store->GetPortfolioDetails().size()));
+        emit OnPortfolioNewOrCreate(QString());
+    });
+    const QString source = pluginPid();
+    watcher->setFuture(QtConcurrent::run([source] {
+        auto load = std::make_shared<Load>();
+        load->ok = PortfolioListBasicInfo::LoadSnapshot(source, &load->snapshot, &load->error);
+        if (load->ok)
+            PortfolioListBasicInfo::GetInstance()->DiffSnapshot(&load->snapshot);
+        return load;
+    }));
+}
+
+void PortfoliosListPresenterClass::refreshPortfolios(const QStringList &portfolioNos)
+{
+    m_sync->noteChanged(portfolioNos);
 }
 
 void PortfoliosListPresenterClass::putEvent(int type, const QVariantMap &fields)

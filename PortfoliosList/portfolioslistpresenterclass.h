@@ -14,6 +14,7 @@
 
 class CPackMessageCommon;
 class CUnPackMessageCommon;
+class PortfolioSyncQueue;
 
 // The page's one link to the platform: keeps the portfolio store in step with the back
 // end, turns bus events and market records into signals for the list, subscribes quotes,
@@ -42,6 +43,12 @@ public:
     void PutPortfolioClickEvent(const QString &portfolioNo);
     // Event to the other pages: this page created or changed the portfolio.
     void PutPortfolioChangedEvent(const QString &portfolioNo);
+    // Fetches these portfolios again off the GUI thread and brings store and list to the
+    // back end's state (used when the store disagrees with what the back end accepted).
+    void refreshPortfolios(const QStringList &portfolioNos);
+    PortfolioSyncQueue *syncQueue() const { return m_sync; }
+    // A full reload is under way (the refresh button).
+    bool isRefreshing() const { return m_refreshing; }
 
     // Auto-import settings (re-read when the settings change).
     void applyScanCfg();
@@ -101,11 +108,16 @@ private:
                     const QString &sendFailurePrefix = QString());
     void putEvent(int type, const QVariantMap &fields);
     void subscribeStoredPortfolios();
+    // Quotes for the lines of these stored portfolios that are not subscribed yet.
+    void subscribePortfolios(const QList<PortfolioDetailBasicInfo *> &portfolios);
     // Announces signalInitTreeViewsDataFinished once ETF and industry data have loaded.
     void watchTreeData();
 
     bool m_registered = false;
+    bool m_refreshing = false;
+    PortfolioSyncQueue *m_sync = nullptr;
     QSet<QString> m_storeSubscriptions;  // symbols subscribed for the stored portfolios
+    QHash<QString, quint64> m_subscribedStamps;  // portfolio -> change stamp whose lines are subscribed
     ShowType m_showType = ShowPlain;
     QReadWriteLock m_coreLock;
 

@@ -3,7 +3,6 @@
 #include "constants.h"
 #include "portfolioslist.h"
 #include "portfolioslistpresenterclass.h"
-#include "portfoliolistbasicinfo.h"
 
 #include <QDebug>
 #include <QHBoxLayout>
@@ -66,12 +65,10 @@ void PortfoliosListWidget::initPluginWidget()
 
     PortfoliosListPresenterClass *p = m_presenter;
     PortfoliosList *l = m_list;
-    connect(p, &PortfoliosListPresenterClass::OnPortfolioNewOrCreate, l, &PortfoliosList::slotChangeUpData);
-    connect(p, &PortfoliosListPresenterClass::OnPortfolioDelete, this, [l](QString portfolioNo) {
-        // Another desk or page deleted it: drop it here too (the store may already have).
-        PortfolioListBasicInfo::GetInstance()->RemovePortfolioDetail(portfolioNo);
-        l->slotChangeUpData();
-    });
+    // Both arrive after the store changed: the list changes the one row concerned (an
+    // empty number after a reload: every row).
+    connect(p, &PortfoliosListPresenterClass::OnPortfolioNewOrCreate, l, &PortfoliosList::slotPortfolioUpdated);
+    connect(p, &PortfoliosListPresenterClass::OnPortfolioDelete, l, &PortfoliosList::slotPortfolioRemoved);
     connect(p, &PortfoliosListPresenterClass::CoreDataInitialized, l, &PortfoliosList::slotCoreDataInitialized);
     connect(this, &PortfoliosListWidget::InitCoreDataSingnal, p, &PortfoliosListPresenterClass::slotInitCoreData);
     connect(p, &PortfoliosListPresenterClass::signalAllETFListLoaded, l, &PortfoliosList::slotAllETFListLoaded);

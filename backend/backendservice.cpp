@@ -24,6 +24,8 @@ const QString kSource = QStringLiteral("backend");
 const QString kCreate = QStringLiteral("c");
 const QString kUpdate = QStringLiteral("u");
 const int kMaxPortfolioNameLength = 25;
+// Portfolio numbers one query may name (each is one bound parameter of the statement).
+const int kMaxNumbersPerQuery = 500;
 
 QString connectionName()
 {
@@ -637,10 +639,16 @@ bool BackendService::queryPortfolio(quint64, const CUnPackMessageCommon &request
     // Without a page size the whole list comes in one answer.
     const int pageSize = request.GetValue(RequestField::pageSize, 0).toInt();
     const QString after = request.GetValue(RequestField::positionStr).toString();
+    // A client that heard of changes asks for just those portfolios.
+    const QStringList numbers = request.GetValue(RequestField::portfolioNoList).toStringList();
+    if (numbers.size() > kMaxNumbersPerQuery) {
+        *error = QStringLiteral("一次最多查询%1个组合，请求了%2个").arg(kMaxNumbersPerQuery).arg(numbers.size());
+        return false;
+    }
     if (!requireText(request, RequestField::userID, QStringLiteral("用户编号"), &user, error)
         || !m_store.findUser(user, &userId, error)
         || (userId >= 0
-            && !m_store.portfolioPage(userId, after, qMax(0, pageSize), &portfolios, &next, error)))
+            && !m_store.portfolioPage(userId, after, qMax(0, pageSize), &portfolios, &next, error, numbers)))
         return false;
     answer->AddVaule(RequestField::subGroupNumber, portfolios.size());
     answer->AddVaule(RequestField::positionStr, next);

@@ -439,7 +439,7 @@ bool SqlPortfolioStore::portfolios(qint64 userId, QList<PortfolioRecord> *out, Q
 
 bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int limit,
                                       QList<PortfolioRecord> *out, QString *nextAfter,
-                                      QString *error)
+                                      QString *error, const QStringList &numbers)
 {
     // A position is "sort_order:id" of the last portfolio a page held.
     qint64 afterSort = std::numeric_limits<qint64>::min();
@@ -456,19 +456,29 @@ bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int l
             return false;
         }
     }
+    QString numberFilter;
+    if (!numbers.isEmpty()) {
+        QStringList marks;
+        for (int i = 0; i < numbers.size(); ++i)
+            marks << QStringLiteral("?");
+        numberFilter = QStringLiteral(" AND p.portfolio_no IN (%1)").arg(marks.join(QLatin1Char(',')));
+    }
     QSqlQuery query(m_db);
     query.setForwardOnly(true);
     query.prepare(QStringLiteral("SELECT p.id, p.sort_order, %1 FROM portfolios p"
                                  " LEFT JOIN strategies s ON s.id = p.strategy_id"
                                  " WHERE p.user_id = ?"
-                                 " AND (p.sort_order > ? OR (p.sort_order = ? AND p.id > ?))"
+                                 " AND (p.sort_order > ? OR (p.sort_order = ? AND p.id > ?))%3"
                                  " ORDER BY p.sort_order, p.id%2")
                       .arg(kPortfolioColumns,
-                           limit > 0 ? QStringLiteral(" LIMIT %1").arg(limit + 1) : QString()));
+                           limit > 0 ? QStringLiteral(" LIMIT %1").arg(limit + 1) : QString(),
+                           numberFilter));
     query.addBindValue(userId);
     query.addBindValue(afterSort);
     query.addBindValue(afterSort);
     query.addBindValue(afterId);
+    for (const QString &number : numbers)
+        query.addBindValue(number);
     if (!run(query, error))
         return false;
     out->clear();

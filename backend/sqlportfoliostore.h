@@ -62,9 +62,11 @@ public:
     bool portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error);
     // One page of the user's portfolios in display order: those after the position
     // `after` (empty: from the start), at most `limit`. nextAfter receives the position
-    // of the page's last portfolio, or an empty text when no portfolio follows.
+    // of the page's last portfolio, or an empty text when no portfolio follows. With
+    // `numbers`, only the portfolios of those numbers are taken.
     bool portfolioPage(qint64 userId, const QString &after, int limit,
-                       QList<PortfolioRecord> *out, QString *nextAfter, QString *error);
+                       QList<PortfolioRecord> *out, QString *nextAfter, QString *error,
+                       const QStringList &numbers = QStringList());
 
     // Appends a line after the portfolio's last one; refused when the portfolio already
     // holds that security on that market.

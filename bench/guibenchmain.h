@@ -9,15 +9,23 @@
 #include <QApplication>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
+#include <functional>
 
-inline int runGuiBenchmarks(int argc, char **argv)
+// App: the application class (a QApplication, or one that measures its event delivery).
+// atEnd runs after the benchmarks while the application still exists (to free what the
+// benchmarks kept between runs).
+template <typename App = QApplication>
+int runGuiBenchmarks(int argc, char **argv, const std::function<void()> &atEnd = {})
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
+    App app(argc, argv);
     QTemporaryDir settings;
     TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
     TzCore::setSettingsFile(settings.filePath(QStringLiteral("bench.ini")));
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
+    if (atEnd)
+        atEnd();
+    TzCore::setSettingsFile(QString());  // written out while its folder still exists
     return 0;
 }

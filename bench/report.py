@@ -19,6 +19,9 @@ TARGETS = {
     "BM_QuotePath_PresenterHandler": ("market records through the presenter's handler alone", "rate", None),
     "BM_ListRefresh_1000x200": ("one 2-second list refresh, 1,000 portfolios x 200 lines", "ms", 20),
     "BM_FillTable_10000": ("fill the list with 10,000 portfolios", "ms", 150),
+    "BM_NoticeGuiCost_10000": ("GUI-thread cost of one change notice, 10,000 portfolios", "ms", 5),
+    "BM_NoticeBurst100GuiCost_10000": ("GUI-thread cost of a burst of 100 notices, 10,000 portfolios", "ms", 50),
+    "BM_RefreshLongestStall_10000": ("longest GUI-thread stall during 刷新, 10,000 portfolios", "ms", 50),
     "BM_Create200LinePortfolio": ("create a 200-line portfolio through the embedded back end", "ms", 20),
     "BM_Import5000LineXlsx": ("import a 5,000-line .xlsx through the list's import button", "ms", 300),
     "BM_Delete100Selected": ("delete 100 selected portfolios from the list", "ms", 2000),
@@ -54,6 +57,10 @@ for path in sorted(glob.glob(os.path.join(out, "*.json"))):
         if "changed_cells_per_refresh" in b:
             print(f"  cells repainted per refresh: {b['changed_cells_per_refresh']:.0f}"
                   f" of {b.get('cells_in_figure_columns', 0):.0f} figure cells")
+        if "wall_ms" in b:
+            print(f"  from notice to row, fetch included: {b['wall_ms']:.1f} ms")
+        if "gui_busy_ms" in b:
+            print(f"  GUI-thread work over the whole refresh: {b['gui_busy_ms']:.1f} ms")
         if "resident_MiB" in b:
             rss = b["resident_MiB"]
             print(f"  resident memory with them loaded: {rss:.0f} MiB (target <= 300 MiB)"

@@ -22,12 +22,32 @@
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QTimer>
+#include <QTranslator>
 #include <cstdio>
 
 namespace {
 
 const char kPageId[] = "TZApp.PortfoliosList";
+
+// Qt's own texts (file dialogs, message-box buttons, context menus of text fields) in
+// the client's language. The client speaks Simplified Chinese whatever the machine's
+// locale, so a Chinese locale picks its variant and any other gets zh_CN.
+void installQtTranslations(QApplication &app)
+{
+    QLocale locale = QLocale::system();
+    if (locale.language() != QLocale::Chinese)
+        locale = QLocale(QLocale::Chinese, QLocale::China);
+    const QString folder = QLibraryInfo::location(QLibraryInfo::TranslationsPath);
+    auto *translator = new QTranslator(&app);
+    if (translator->load(locale, QStringLiteral("qtbase"), QStringLiteral("_"), folder))
+        app.installTranslator(translator);
+    else
+        qWarning().noquote() << "tzapp: no Qt translation for" << locale.name() << "in" << folder
+                             << "(package qttranslations5-l10n); Qt's dialogs stay in English";
+}
 
 int listPlugins(PluginManager &plugins, const QString &folder)
 {
@@ -112,6 +132,7 @@ int main(int argc, char *argv[])
         qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
 
     app.setStyleSheet(VeltraUtils::GetSkinStyleSheet(QStringLiteral("veltra.qss")));
+    installQtTranslations(app);
 
     plugins.loadPlugins(pluginDir);
     MainWindow window(&plugins);

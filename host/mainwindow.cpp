@@ -2,10 +2,13 @@
 
 #include "pageframe.h"
 #include "pluginmanager.h"
+#include "tzcore.h"
 #include "tzpluginbasewidget.h"
 #include "veltrautils.h"
 
+#include <QCloseEvent>
 #include <QDebug>
+#include <QSettings>
 #include <QDockWidget>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -38,6 +41,34 @@ MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
     m_backendState = new QLabel(this);
     statusBar()->addPermanentWidget(m_backendState);
     setBackendState(false, QStringLiteral("后台未连接"));
+    restoreLayout();
+}
+
+namespace {
+const QString kGeometryKey = QStringLiteral("MainWindow/geometry");
+const QString kStateKey = QStringLiteral("MainWindow/state");
+}
+
+void MainWindow::restoreLayout()
+{
+    QSettings *settings = TzCore::settings();
+    // restoreGeometry keeps the window on a screen that still exists.
+    restoreGeometry(settings->value(kGeometryKey).toByteArray());
+    restoreState(settings->value(kStateKey).toByteArray());
+}
+
+void MainWindow::saveLayout() const
+{
+    QSettings *settings = TzCore::settings();
+    settings->setValue(kGeometryKey, saveGeometry());
+    settings->setValue(kStateKey, saveState());
+    settings->sync();
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    saveLayout();
+    QMainWindow::closeEvent(event);
 }
 
 MainWindow::~MainWindow()

@@ -22,6 +22,12 @@ public:
     bool openPage(const QString &pageId);
     QPlainTextEdit *businessMessagePanel() const { return m_messages; }
     void setBackendState(bool connected, const QString &text);
+    // Size, position and docks as the user left them (kept in the settings).
+    void restoreLayout();
+    void saveLayout() const;
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
 
 private:
     PluginManager *m_plugins;

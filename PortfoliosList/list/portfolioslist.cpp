@@ -10,11 +10,14 @@
 #include "veltrautils.h"
 #include "veltrawidget.h"
 
+#include <QApplication>
 #include <QContextMenuEvent>
 #include <QDebug>
+#include <QLineEdit>
 #include <QMenu>
 #include <QShortcut>
 #include <QTimer>
+#include <algorithm>
 
 namespace {
 enum Column {
@@ -84,6 +87,16 @@ PortfoliosList::PortfoliosList(QWidget *parent)
         if (current.isValid())
             slotPortfoliosTableViewClicked(current.sibling(current.row(), 0));
     });
+    // Ctrl+E edits the current portfolio's name, strategy label and default quantity in
+    // the modify dialog, whose button stays hidden.
+    auto *modifyKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_E), ui->tableWidget);
+    modifyKey->setContext(Qt::WidgetShortcut);
+    connect(modifyKey, &QShortcut::activated, this, &PortfoliosList::on_pushButton_modfiy_clicked);
+
+    // A refill replaces every row, and with them the open name editor.
+    connect(ui->tableWidget->recordModel(), &QAbstractItemModel::modelAboutToBeReset, this,
+            &PortfoliosList::rememberEditor);
+    connect(ui->tableWidget->recordModel(), &QAbstractItemModel::modelReset, this, &PortfoliosList::reopenEditor);
 
     ui->pushButton_copy->hide();
     ui->pushButton_modify->hide();
@@ -163,16 +176,46 @@ RowRecord PortfoliosList::buildRow(const PortfolioDetailBasicInfo &detail) const
     return row;
 }
 
-void PortfoliosList::fillTable()
+bool PortfoliosList::fillTable(QStringList *changed)
 {
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    QList<PortfolioDetailBasicInfo *> shown = store->GetPortfolioDetails();
+    shown.erase(std::remove_if(shown.begin(), shown.end(), [](const PortfolioDetailBasicInfo *d) { return d->DeleteFlag(); }),
+                shown.end());
+    RecordModel *model = ui->tableWidget->recordModel();
+    bool sameOrder = model->rowCount() == shown.size();
+    for (int i = 0; sameOrder && i < shown.size(); ++i)
+        sameOrder = model->rowOfKey(shown.at(i)->PortfolioNo()) == i;
+    if (sameOrder) {
+        // A reload that changed little: a large book is not rebuilt for it.
+        const QHash<QString, quint64> stamps = store->changeStamps();
+        for (const PortfolioDetailBasicInfo *detail : qAsConst(shown)) {
+            if (m_rowStamps.value(detail->PortfolioNo(), ~quint64(0)) == stamps.value(detail->PortfolioNo()))
+                continue;
+            writeStoredRow(*detail, false);
+            if (changed)
+                *changed << detail->PortfolioNo();
+        }
+        return false;
+    }
     QList<RowRecord> rows;
-    const QList<PortfolioDetailBasicInfo *> all = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetails();
-    rows.reserve(all.size());
-    for (const PortfolioDetailBasicInfo *detail : all) {
-        if (!detail->DeleteFlag())
-            rows.append(buildRow(*detail));
+    rows.reserve(shown.size());
+    m_rowStamps.clear();
+    const QHash<QString, quint64> stamps = store->changeStamps();
+    for (const PortfolioDetailBasicInfo *detail : qAsConst(shown)) {
+        rows.append(buildRow(*detail));
+        m_rowStamps.insert(detail->PortfolioNo(), stamps.value(detail->PortfolioNo()));
     }
     ui->tableWidget->updateRecordDataList(rows);
+    return true;
+}
+
+void PortfoliosList::writeStoredRow(const PortfolioDetailBasicInfo &detail, bool append)
+{
+    const RowRecord row = buildRow(detail);
+    if (append || !ui->tableWidget->updataRecordData(row))
+        ui->tableWidget->addRecordData(row);
+    m_rowStamps.insert(detail.PortfolioNo(), PortfolioListBasicInfo::GetInstance()->changeStamp(detail.PortfolioNo()));
 }
 
 void PortfoliosList::slotCoreDataInitialized(bool bAutoSelect)
@@ -190,8 +233,13 @@ void PortfoliosList::slotCoreDataInitialized(bool bAutoSelect)
 
 void PortfoliosList::slotChangeUpData()
 {
-    fillTable();
-    slotUpdateQuoeData();
+    QStringList changed;
+    if (fillTable(&changed)) {
+        slotUpdateQuoeData();
+        return;
+    }
+    for (const QString &no : qAsConst(changed))
+        updateFiguresOf(no);
 }
 
 void PortfoliosList::slotUpdateQuoeData()
@@ -207,23 +255,68 @@ void PortfoliosList::slotUpdateQuoeData()
         quotes->CalculateExtraInfo(*detail, extra);
         extras.append(extra);
     }
-    for (const PortfolioDetailExtraInfo &extra : qAsConst(extras)) {
-        if (ui->tableWidget->getRowByKey(extra.ListID()) < 0)
-            continue;  // deleted portfolios have no row
-        RowRecord row;
-        row[ColNumber][RecordRole::display] = extra.ListID();
-        row[ColUpLimit][RecordRole::display] = formatCount(extra.UpLimitCount());
-        row[ColDownLimit][RecordRole::display] = formatCount(extra.DownLimitCount());
-        row[ColSuspended][RecordRole::display] = formatCount(extra.SuspensionCount());
-        row[ColMarketValue][RecordRole::display] =
-            VeltraUtils::TransQtyShowType(QString::number(extra.MarketValue(), 'f', 2), m_showType);
-        row[ColMarketValue][RecordRole::user] = extra.MarketValue();
-        QString rate;
-        rate.setNum(extra.ChangeRate() * 100, 'f', 2);
-        row[ColChangeRate][RecordRole::display] = rate + QLatin1Char('%');
-        row[ColChangeRate][RecordRole::user] = extra.ChangeRate();
-        ui->tableWidget->updataRecordData(row);
+    for (const PortfolioDetailExtraInfo &extra : qAsConst(extras))
+        writeFigures(extra);
+}
+
+void PortfoliosList::writeFigures(const PortfolioDetailExtraInfo &extra)
+{
+    if (ui->tableWidget->getRowByKey(extra.ListID()) < 0)
+        return;  // deleted portfolios have no row
+    RowRecord row;
+    row[ColNumber][RecordRole::display] = extra.ListID();
+    row[ColUpLimit][RecordRole::display] = formatCount(extra.UpLimitCount());
+    row[ColDownLimit][RecordRole::display] = formatCount(extra.DownLimitCount());
+    row[ColSuspended][RecordRole::display] = formatCount(extra.SuspensionCount());
+    row[ColMarketValue][RecordRole::display] =
+        VeltraUtils::TransQtyShowType(QString::number(extra.MarketValue(), 'f', 2), m_showType);
+    row[ColMarketValue][RecordRole::user] = extra.MarketValue();
+    QString rate;
+    rate.setNum(extra.ChangeRate() * 100, 'f', 2);
+    row[ColChangeRate][RecordRole::display] = rate + QLatin1Char('%');
+    row[ColChangeRate][RecordRole::user] = extra.ChangeRate();
+    ui->tableWidget->updataRecordData(row);
+}
+
+void PortfoliosList::updateFiguresOf(const QString &portfolioNo)
+{
+    if (!m_marketValueOn)
+        return;
+    PortfolioDetailBasicInfo *detail = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portfolioNo);
+    if (!detail)
+        return;
+    PortfolioDetailExtraInfo extra;
+    PortfolioQuoteMgr::GetInstance()->CalculateExtraInfo(*detail, extra);
+    writeFigures(extra);
+}
+
+void PortfoliosList::slotPortfolioUpdated(QString portfolioNo)
+{
+    if (portfolioNo.isEmpty()) {
+        slotChangeUpData();
+        return;
     }
+    PortfolioDetailBasicInfo *detail = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portfolioNo);
+    if (!detail || detail->DeleteFlag()) {
+        slotPortfolioRemoved(portfolioNo);
+        return;
+    }
+    writeStoredRow(*detail, false);
+    updateFiguresOf(portfolioNo);
+}
+
+void PortfoliosList::slotPortfolioRemoved(QString portfolioNo)
+{
+    // The store has let it go already when the change came from elsewhere.
+    PortfolioListBasicInfo::GetInstance()->RemovePortfolioDetail(portfolioNo);
+    m_rowStamps.remove(portfolioNo);
+    const int row = ui->tableWidget->getRowByKey(portfolioNo);
+    if (row < 0)
+        return;
+    ui->tableWidget->deleteRecordData(row);
+    emit signalDeleteBasketID(portfolioNo);
+    if (portfolioNo == m_currentPortfolioNo && ui->tableWidget->currentIndex().isValid())
+        slotTableClicked(ui->tableWidget->currentIndex());
 }
 
 void PortfoliosList::slotPushbuttonHideClicked()
@@ -268,8 +361,10 @@ void PortfoliosList::slotPortfoliosTableViewClicked(const QModelIndex &index)
     if (!index.isValid() || index.column() != ColName)
         return;
     if (mOpenIndex == index) {
-        qDebug() << "PortfoliosList::slotPortfoliosTableViewClicked" << " mOpenIndex: " << mOpenIndex
+        qDebug() << "PortfoliosList::slotPortfoliosTableViewClicked" << " mOpenIndex: " << QModelIndex(mOpenIndex)
                  << " index: " << index;
+        if (QLineEdit *editor = nameEditor())
+            editor->setFocus(Qt::OtherFocusReason);
         return;
     }
     if (mOpenIndex.isValid()) {
@@ -282,18 +377,92 @@ void PortfoliosList::slotPortfoliosTableViewClicked(const QModelIndex &index)
     ui->tableWidget->openPersistentEditor(index);
     ui->tableWidget->setCurrentIndex(index, true);
     mOpenIndex = index;
+    // The keyboard belongs to the editor from the first key on: nothing typed reaches
+    // the table's own keys (Delete, Ctrl+A) while a name is being edited.
+    if (QLineEdit *editor = nameEditor()) {
+        editor->setFocus(Qt::OtherFocusReason);
+        editor->selectAll();
+    }
+}
+
+QLineEdit *PortfoliosList::nameEditor() const
+{
+    return mOpenIndex.isValid() ? qobject_cast<QLineEdit *>(ui->tableWidget->indexWidget(mOpenIndex)) : nullptr;
 }
 
 void PortfoliosList::slotClosePersistentEditor()
 {
     if (mOpenIndex.row() < 0)
         return;
+    QLineEdit *editor = nameEditor();
+    // The keyboard goes back to the table unless the trader has moved on to another
+    // widget of this window. After a message box (its own window) the table is also the
+    // widget that gets the focus when this window is active again.
+    const QWidget *focus = QApplication::focusWidget();
+    const bool hadFocus = editor && (!focus || focus == editor || focus->window() != window());
     // Closing hides the editor, which then loses focus and commits, and the commit ends
     // by calling this slot again: forget the index first so that call finds nothing.
     const QModelIndex open = mOpenIndex;
     mOpenIndex = QModelIndex();
     ui->tableWidget->closePersistentEditor(open);
     ui->tableWidget->setCurrentIndex(open, true);
+    if (hadFocus) {
+        ui->tableWidget->setFocus(Qt::OtherFocusReason);
+        if (!window()->isActiveWindow())
+            window()->activateWindow();  // a message box was on top
+    }
+}
+
+void PortfoliosList::cancelNameEdit()
+{
+    QLineEdit *editor = nameEditor();
+    if (!editor)
+        return;
+    // Marked as committing, the editor's focus loss on closing sends nothing.
+    editor->setProperty("committing", true);
+    editor->setText(mOpenIndex.data(Qt::DisplayRole).toString());
+    slotClosePersistentEditor();
+}
+
+void PortfoliosList::rememberEditor()
+{
+    m_editorMemo = EditorMemo();
+    QLineEdit *editor = nameEditor();
+    if (!editor)
+        return;
+    m_editorMemo.portfolioNo =
+        ui->tableWidget->getRowData(mOpenIndex.row()).value(ColNumber).value(RecordRole::display).toString();
+    m_editorMemo.text = editor->text();
+    m_editorMemo.cursor = editor->cursorPosition();
+    m_editorMemo.modified = editor->isModified();
+    m_editorMemo.focused = editor->hasFocus();
+    // The view drops this editor with the rows; it must not commit on the way out.
+    editor->setProperty("committing", true);
+    mOpenIndex = QModelIndex();
+}
+
+void PortfoliosList::reopenEditor()
+{
+    const EditorMemo memo = m_editorMemo;
+    m_editorMemo = EditorMemo();
+    if (memo.portfolioNo.isEmpty())
+        return;
+    const int row = ui->tableWidget->getRowByKey(memo.portfolioNo);
+    if (row < 0)
+        return;  // the portfolio is gone: so is its editor
+    const QModelIndex index = ui->tableWidget->recordModel()->index(row, ColName);
+    ui->tableWidget->openPersistentEditor(index);
+    mOpenIndex = index;
+    QLineEdit *editor = nameEditor();
+    if (!editor)
+        return;
+    editor->setText(memo.text);
+    editor->setModified(memo.modified);
+    editor->setCursorPosition(memo.cursor);
+    if (memo.focused) {
+        ui->tableWidget->setCurrentIndex(index, true);
+        editor->setFocus(Qt::OtherFocusReason);
+    }
 }
 
 void PortfoliosList::contextMenuEvent(QContextMenuEvent *event)

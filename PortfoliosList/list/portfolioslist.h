@@ -5,7 +5,9 @@
 #include "showtype.h"
 #include "tzportfolioquote.h"
 
+#include <QHash>
 #include <QModelIndex>
+#include <QPersistentModelIndex>
 #include <QPointer>
 #include <QVariantMap>
 #include <QWidget>
@@ -18,7 +20,9 @@ enum class TemplateFileType;
 }
 
 class BDPortfolioAdd;
+class PortfolioDetailExtraInfo;
 class PortfoliosListPresenterClass;
+class QLineEdit;
 class QAction;
 class TzDialog;
 class QMenu;
@@ -99,11 +103,43 @@ public slots:
     void on_menu_dlNormal_clicked();
     void on_menu_dlAlgo_clicked();
 
+    // The store changed one portfolio (an empty number: it was reloaded). Only that
+    // portfolio's row changes; a new one is appended without taking the selection.
+    void slotPortfolioUpdated(QString portfolioNo);
+    // The store no longer holds the portfolio: its row goes.
+    void slotPortfolioRemoved(QString portfolioNo);
+
+public:
+    // The name editor: open on which portfolio, and its widget (null when closed).
+    QLineEdit *nameEditor() const;
+    // Escape in the editor: the old name stays and the editor closes without a request.
+    void cancelNameEdit();
+    // Cut to one line for the business message panel.
+    static QString panelText(const QString &text);
+    // "「名称」（组合号 N）" for the panel.
+    static QString portfolioLabel(const QString &name, const QString &portfolioNo);
+    // One line per command in the business message panel: "<what>：成功" at info level,
+    // or "<what>：失败，<reason>" at warning level.
+    static void reportCommand(const QString &what, const QString &failure = QString());
+
 protected:
     void contextMenuEvent(QContextMenuEvent *event) override;
 
 private:
-    void fillTable();
+    // Brings the rows to the store. When the rows already list the stored portfolios in
+    // the stored order, only rows whose portfolio changed since they were written are
+    // rewritten (their numbers go to `changed`) and false is returned; otherwise every
+    // row is replaced and true is returned.
+    bool fillTable(QStringList *changed = nullptr);
+    // A row written from the store's current state of its portfolio.
+    void writeStoredRow(const PortfolioDetailBasicInfo &detail, bool append);
+    // Figures of one portfolio into its row (columns 1, 2, 4, 5, 6).
+    void writeFigures(const PortfolioDetailExtraInfo &extra);
+    void updateFiguresOf(const QString &portfolioNo);
+    // The name editor across a refill of the table: remembered before the model resets,
+    // opened again afterwards on the same portfolio with what was typed.
+    void rememberEditor();
+    void reopenEditor();
     void buildMenus();
     QString formatCount(qint64 value) const;
     void startLiquidation();
@@ -112,6 +148,9 @@ private:
     void openAddDialog(int mode);
     // Back end first, then the store; returns RequestExeStatus::success or the reason.
     QString addToBackendAndStore(PortfolioDetailBasicInfo &detail);
+    // Into the store after the back end accepted it; a refusal of the store is mended by
+    // fetching the portfolios concerned again.
+    void storeAccepted(const PortfolioDetailBasicInfo &detail);
     QString alterOnBackend(PortfolioDetailBasicInfo &detail);
     // Quote subscription of a new portfolio's lines and the broadcast to other pages.
     void afterAdd(const PortfolioDetailBasicInfo &detail);
@@ -132,7 +171,21 @@ private:
 
     Ui::PortfoliosList *ui;
     PortfoliosListPresenterClass *m_presenter = nullptr;
-    QModelIndex mOpenIndex;
+    // Persistent, so it follows its row when rows above it come or go, and becomes
+    // invalid when its row is removed.
+    QPersistentModelIndex mOpenIndex;
+    struct EditorMemo
+    {
+        QString portfolioNo;
+        QString text;
+        int cursor = 0;
+        bool modified = false;
+        bool focused = false;
+    };
+    EditorMemo m_editorMemo;
+    // The store's change stamp of each portfolio when its row was last written from it;
+    // rows written from anything else have none and are rewritten by the next fill.
+    QHash<QString, quint64> m_rowStamps;
     QModelIndex m_contextIndex;
     bool m_expanded = true;
     bool m_marketValueOn = false;

@@ -30,6 +30,39 @@ QString numberOf(const RowRecord &row)
 {
     return row.value(kNumberColumn).value(RecordRole::display).toString();
 }
+
+// The panel label of a stored portfolio known by its number.
+QString labelOf(const QString &portfolioNo)
+{
+    const PortfolioDetailBasicInfo *detail = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portfolioNo);
+    return PortfoliosList::portfolioLabel(detail ? detail->Name() : QString(), portfolioNo);
+}
+}
+
+QString PortfoliosList::panelText(const QString &text)
+{
+    constexpr int kLongest = 300;
+    QString line = text.simplified();
+    line.replace(QStringLiteral(" ；"), QStringLiteral("；"));
+    return line.size() > kLongest ? line.left(kLongest) + QStringLiteral("…") : line;
+}
+
+QString PortfoliosList::portfolioLabel(const QString &name, const QString &portfolioNo)
+{
+    QString label = QStringLiteral("「") + name + QStringLiteral("」");
+    if (!portfolioNo.isEmpty())
+        label += QStringLiteral("（组合号 ") + portfolioNo + QStringLiteral("）");
+    return label;
+}
+
+void PortfoliosList::reportCommand(const QString &what, const QString &failure)
+{
+    if (failure.isEmpty())
+        VeltraUtils::PutBusiMsg(BusiMsgLevel::Info, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                                what + QStringLiteral("：成功"));
+    else
+        VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                                what + QStringLiteral("：失败，") + panelText(failure));
 }
 
 QString PortfoliosList::fittingFreeName(const QString &name) const
@@ -47,6 +80,23 @@ QString PortfoliosList::fittingFreeName(const QString &name) const
     }
 }
 
+void PortfoliosList::storeAccepted(const PortfolioDetailBasicInfo &detail)
+{
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    const int rc = store->AddPortfolioDetail(detail);
+    if (rc == PortfolioListBasicInfo::Ok)
+        return;
+    // The back end took it but the store does not: the store is behind (a rename made
+    // elsewhere not heard of yet). Fetch the portfolios concerned instead of keeping the
+    // disagreement; the row follows the store when they arrive.
+    const QStringList concerned = QStringList{detail.PortfolioNo()} + store->numbersNamed(detail.Name());
+    qWarning().noquote() << "PortfoliosList: the store refused portfolio" << detail.PortfolioNo() << "named"
+                         << detail.Name() << "(code" << rc << ") which the back end accepted; fetching"
+                         << concerned.join(QLatin1Char(',')) << "again";
+    if (m_presenter)
+        m_presenter->refreshPortfolios(concerned);
+}
+
 void PortfoliosList::afterAdd(const PortfolioDetailBasicInfo &detail)
 {
     QVariantList symbols;
@@ -61,10 +111,11 @@ void PortfoliosList::afterAdd(const PortfolioDetailBasicInfo &detail)
 void PortfoliosList::appendAndSelect(const PortfolioDetailBasicInfo &detail)
 {
     ui->tableWidget->addRecordData(buildRow(detail));
+    m_rowStamps.remove(detail.PortfolioNo());  // written from the command's copy
     afterAdd(detail);
     RecordModel *model = ui->tableWidget->recordModel();
     ui->tableWidget->setCurrentIndex(model->index(model->rowCount() - 1, 0), true);
-    slotUpdateQuoeData();
+    updateFiguresOf(detail.PortfolioNo());
 }
 
 QString PortfoliosList::addToBackendAndStore(PortfolioDetailBasicInfo &detail)
@@ -76,9 +127,7 @@ QString PortfoliosList::addToBackendAndStore(PortfolioDetailBasicInfo &detail)
         return status;
     detail.CalculateWeight();
     detail.setCreateDate(QDateTime::currentDateTime());
-    const int rc = PortfolioListBasicInfo::GetInstance()->AddPortfolioDetail(detail);
-    if (rc != 0)
-        qInfo() << "PortfoliosList::addToBackendAndStore store refused" << detail.PortfolioNo() << rc;
+    storeAccepted(detail);
     return RequestExeStatus::success;
 }
 
@@ -116,6 +165,7 @@ void PortfoliosList::slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bo
         BDPortfolioAdd *dialog = bWithAddDlg ? m_addDialog.data() : nullptr;
         const QString status = addToBackendAndStore(detailInfo);
         if (status != RequestExeStatus::success) {
+            reportCommand(QStringLiteral("新建组合") + portfolioLabel(detailInfo.Name(), QString()), status);
             if (dialog)
                 dialog->onAddPortfolioFailed(status);
             VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合后台数据添加失败：") + status,
@@ -123,6 +173,7 @@ void PortfoliosList::slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bo
             return;
         }
         appendAndSelect(detailInfo);
+        reportCommand(QStringLiteral("新建组合") + portfolioLabel(detailInfo.Name(), detailInfo.PortfolioNo()));
         if (dialog)
             dialog->onAddPortfolioAccepted(detailInfo.PortfolioNo());
         return;
@@ -132,12 +183,16 @@ void PortfoliosList::slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bo
     if (!m_presenter)
         return;
     const QString rc = alterOnBackend(detailInfo);
+    const QString what = QStringLiteral("修改组合") + portfolioLabel(detailInfo.Name(), detailInfo.PortfolioNo());
     if (rc != QLatin1String("0")) {
+        reportCommand(what, rc);
         VeltraWidget::ShowTipMsgBox(rc, this);
         return;
     }
-    PortfolioListBasicInfo::GetInstance()->AddPortfolioDetail(detailInfo);
+    reportCommand(what);
+    storeAccepted(detailInfo);
     ui->tableWidget->updataRecordData(buildRow(detailInfo));
+    m_rowStamps.remove(detailInfo.PortfolioNo());
     if (nDetailFlag == 1)
         afterAdd(detailInfo);
     else if (m_presenter)
@@ -211,15 +266,19 @@ void PortfoliosList::on_pushButton_import_clicked()
     QVariantMap extension;
     const QList<PortfolioItem> items =
         PortfolioListBasicInfo::GetInstance()->GetPortItemListFromFile(path, error, extension);
+    const QString what = QStringLiteral("文件导入 ") + path;
     if (items.isEmpty()) {
+        reportCommand(what, error);
         VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合导入失败，原因：\r\n%1").arg(error), this);
         return;
     }
     if (!error.isEmpty()) {
         qInfo().noquote() << QStringLiteral("导入组合提示，文件名：%1，提示内容：%2").arg(path, error);
         if (!VeltraWidget::ShowQuestionMsgBox(
-                QStringLiteral("组合部分数据未通过校验，原因：\r\n%1 请确认是否继续导入通过检验部分？").arg(error), this, 0))
+                QStringLiteral("组合部分数据未通过校验，原因：\r\n%1 请确认是否继续导入通过检验部分？").arg(error), this, 0)) {
+            reportCommand(what, QStringLiteral("部分数据未通过校验，已取消导入：") + error);
             return;
+        }
     }
     const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
     const int dot = fileName.indexOf(QLatin1Char('.'));
@@ -240,10 +299,13 @@ void PortfoliosList::on_pushButton_import_clicked()
     detail.setStrategyName(QStringLiteral("默认"));
     const QString status = addToBackendAndStore(detail);
     if (status != RequestExeStatus::success) {
+        reportCommand(what, status);
         VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合导入失败，%1！").arg(status), this);
         return;
     }
     appendAndSelect(detail);
+    reportCommand(what + QStringLiteral(" → 组合") + portfolioLabel(name, detail.PortfolioNo())
+                  + (error.isEmpty() ? QString() : QStringLiteral("（未通过校验的行已略过）")));
     VeltraWidget::ShowTipMsgBox(renamed ? QStringLiteral("组合导入成功，组合名称重复，已修改为") + name + QStringLiteral("！")
                                         : QStringLiteral("组合导入成功！"),
                                 this);
@@ -279,14 +341,17 @@ void PortfoliosList::on_pushButton_copy_clicked()
         if (name.isEmpty())
             return;
     }
+    const QString what = QStringLiteral("复制组合") + portfolioLabel(detail.Name(), detail.PortfolioNo());
     detail.setName(name);
     detail.setPortfolioNo(QString());
     const QString status = addToBackendAndStore(detail);
     if (status != RequestExeStatus::success) {
+        reportCommand(what, status);
         VeltraWidget::ShowErrorMsgBox(QStringLiteral("组合复制失败，%1！").arg(status), this);
         return;
     }
     appendAndSelect(detail);
+    reportCommand(what + QStringLiteral(" → ") + portfolioLabel(name, detail.PortfolioNo()));
 }
 
 void PortfoliosList::on_pushButton_delete_clicked()
@@ -299,6 +364,8 @@ void PortfoliosList::on_pushButton_delete_clicked()
         const QString no = numberOf(ui->tableWidget->getRowData(index.row()));
         (PortfolioOrderMgr::GetInstance()->GetBatchNosState(no) ? deletable : blocked) << no;
     }
+    for (const QString &no : qAsConst(blocked))
+        reportCommand(QStringLiteral("删除组合") + labelOf(no), QStringLiteral("存在订单未完成"));
     if (!blocked.isEmpty())
         VeltraWidget::ShowTipMsgBox(QStringLiteral("组合%1存在订单未完成，无法删除!").arg(blocked.join(QLatin1Char(','))), this);
     if (deletable.isEmpty()) {
@@ -315,10 +382,13 @@ void PortfoliosList::on_pushButton_delete_clicked()
         else
             copy.setPortfolioNo(no);
         const QString rc = m_presenter ? m_presenter->DelPortfolio(copy) : QStringLiteral("后台未连接");
+        const QString what = QStringLiteral("删除组合") + portfolioLabel(copy.Name(), no);
         if (rc != QLatin1String("0")) {
+            reportCommand(what, rc);
             failures += QStringLiteral("组合号%1删除失败!原因:%2\r\n").arg(no, rc);
             continue;
         }
+        reportCommand(what);
         removeRow(no);
         currentDeleted = currentDeleted || no == m_currentPortfolioNo;
     }
@@ -330,6 +400,7 @@ void PortfoliosList::on_pushButton_delete_clicked()
 
 void PortfoliosList::removeRow(const QString &portfolioNo)
 {
+    m_rowStamps.remove(portfolioNo);
     ui->tableWidget->deleteRecordData(ui->tableWidget->getRowByKey(portfolioNo));
     PortfolioListBasicInfo::GetInstance()->RemovePortfolioDetail(portfolioNo);
     emit signalDeleteBasketID(portfolioNo);
@@ -344,6 +415,7 @@ void PortfoliosList::deleteCurrent()
     }
     const QString no = numberOf(ui->tableWidget->getRowData(current.row()));
     if (!PortfolioOrderMgr::GetInstance()->GetBatchNosState(no)) {
+        reportCommand(QStringLiteral("删除组合") + labelOf(no), QStringLiteral("存在订单未完成"));
         VeltraWidget::ShowTipMsgBox(QStringLiteral("当前删除组合存在订单未完成，无法删除!"), this);
         return;
     }
@@ -355,10 +427,13 @@ void PortfoliosList::deleteCurrent()
     else
         copy.setPortfolioNo(no);
     const QString rc = m_presenter ? m_presenter->DelPortfolio(copy) : QStringLiteral("后台未连接");
+    const QString what = QStringLiteral("删除组合") + portfolioLabel(copy.Name(), no);
     if (rc != QLatin1String("0")) {
+        reportCommand(what, rc);
         VeltraWidget::ShowTipMsgBox(QStringLiteral("编号为:") + no + QStringLiteral("数据删除错误!错误代码:") + rc, this);
         return;
     }
+    reportCommand(what);
     removeRow(no);
     if (no == m_currentPortfolioNo)
         slotTableClicked(ui->tableWidget->currentIndex());
@@ -370,6 +445,9 @@ void PortfoliosList::modifySequence(int targetRow, int sourceRow)
     if (sourceRow < 0 || sourceRow >= model->rowCount())
         return;
     const RowRecord record = ui->tableWidget->getRowData(sourceRow);
+    reportCommand(QStringLiteral("调整组合") + portfolioLabel(record.value(0).value(RecordRole::display).toString(),
+                                                         numberOf(record))
+                  + QStringLiteral("的显示位置：第%1行 → 第%2行").arg(sourceRow + 1).arg(qMin(targetRow, model->rowCount() - 1) + 1));
     ui->tableWidget->deleteRecordData(sourceRow);
     ui->tableWidget->insertRecordData(targetRow, record);
     qDebug() << "PortfoliosList::modifySequence" << "rowcount" << model->rowCount();
@@ -414,8 +492,15 @@ void PortfoliosList::on_pushButton_type_clicked()
 void PortfoliosList::downloadTemplate(VeltraConstants::TemplateFileType type)
 {
     QString error;
-    if (!VeltraUtils::DownloadTemplateFile(type, this, QString(), &error) && !error.isEmpty())
+    QString saved;
+    const QString what = type == VeltraConstants::TemplateFileType::PortfolioAlgo ? QStringLiteral("下载算法组合模板")
+                                                                                 : QStringLiteral("下载普通组合模板");
+    if (VeltraUtils::DownloadTemplateFile(type, this, QString(), &error, &saved)) {
+        reportCommand(what + QStringLiteral(" ") + saved);
+    } else if (!error.isEmpty()) {
+        reportCommand(what, error);
         VeltraWidget::ShowErrorMsgBox(QStringLiteral("模板下载失败：%1").arg(error), this);
+    }
 }
 
 void PortfoliosList::on_menu_dlNormal_clicked()
@@ -445,6 +530,7 @@ void PortfoliosList::slotPositionListUpdate(QList<QMap<int, QVariantMap> > recor
     ui->pushButton_posCreate->setEnabled(true);
     // Positions become portfolio lines through the position page's conversion, which
     // comes with the account-data tabs; until then no position can be turned into a line.
+    reportCommand(QStringLiteral("一键清仓"), QStringLiteral("未获取到可用持仓数据"));
     VeltraWidget::ShowErrorMsgBox(QStringLiteral("一键清仓组合创建失败：未获取到可用持仓数据。"), this);
 }
 

@@ -31,23 +31,33 @@ QString PortfoliosList::ensureStrategy(PortfolioDetailBasicInfo &detail)
 
 void PortfoliosList::storeChanged(const PortfolioDetailBasicInfo &detail)
 {
-    PortfolioListBasicInfo::GetInstance()->AddPortfolioDetail(detail);
+    storeAccepted(detail);
     ui->tableWidget->updataRecordData(buildRow(detail));
+    m_rowStamps.remove(detail.PortfolioNo());
     m_presenter->PutPortfolioChangedEvent(detail.PortfolioNo());
 }
 
 QString PortfoliosList::modifyPortfolioName(PortfolioDetailBasicInfo &baseInfo)
 {
+    const PortfolioDetailBasicInfo *stored =
+        PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(baseInfo.PortfolioNo());
+    const QString what = QStringLiteral("重命名组合") + portfolioLabel(stored ? stored->Name() : QString(),
+                                                                 baseInfo.PortfolioNo())
+        + QStringLiteral("为「") + baseInfo.Name() + QStringLiteral("」");
+    QString rc;
     if (!m_presenter)
-        return QStringLiteral("后台未连接");
-    QString rc = ensureStrategy(baseInfo);
-    if (rc != QLatin1String("0"))
-        return QStringLiteral("修改策略信息失败，错误原因：") + rc;
-    rc = m_presenter->AlterPortfolio(baseInfo, false);
-    if (rc != QLatin1String("0"))
-        return QStringLiteral("修改组合信息失败，错误原因：") + rc;
+        rc = QStringLiteral("后台未连接");
+    else if (const QString strategy = ensureStrategy(baseInfo); strategy != QLatin1String("0"))
+        rc = QStringLiteral("修改策略信息失败，错误原因：") + strategy;
+    else if (const QString alter = m_presenter->AlterPortfolio(baseInfo, false); alter != QLatin1String("0"))
+        rc = QStringLiteral("修改组合信息失败，错误原因：") + alter;
+    if (!rc.isEmpty()) {
+        reportCommand(what, rc);
+        return rc;
+    }
     storeChanged(baseInfo);
-    return rc;
+    reportCommand(what);
+    return QStringLiteral("0");
 }
 
 void PortfoliosList::slotModifyPortfolioLst(PortfolioDetailBasicInfo detailInfo)
@@ -55,17 +65,21 @@ void PortfoliosList::slotModifyPortfolioLst(PortfolioDetailBasicInfo detailInfo)
     m_lastModifyOk = false;
     if (!m_presenter)
         return;
+    const QString what = QStringLiteral("修改组合") + portfolioLabel(detailInfo.Name(), detailInfo.PortfolioNo());
     QString rc = ensureStrategy(detailInfo);
     if (rc != QLatin1String("0")) {
+        reportCommand(what, QStringLiteral("创建组合关联策略标签失败：") + rc);
         VeltraWidget::ShowTipMsgBox(QStringLiteral("创建组合关联策略标签失败。错误代码：") + rc, this);
         return;
     }
     rc = m_presenter->AlterPortfolio(detailInfo, false);
     if (rc != QLatin1String("0")) {
+        reportCommand(what, rc);
         VeltraWidget::ShowTipMsgBox(QStringLiteral("修改组合信息失败，错误原因：") + rc, this);
         return;
     }
     storeChanged(detailInfo);
+    reportCommand(what);
     m_lastModifyOk = true;
 }
 

@@ -6,7 +6,6 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMutex>
-#include <QStandardPaths>
 
 namespace {
 
@@ -15,8 +14,7 @@ VeltraUtils::SaveFileNameHook g_saveFileNameHook;
 
 QString askSaveFileName(QWidget *parent, const QString &caption, const QString &suggestedName)
 {
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    return QFileDialog::getSaveFileName(parent, caption, QDir(folder).filePath(suggestedName),
+    return QFileDialog::getSaveFileName(parent, caption, QDir(VeltraUtils::LastTableFolder()).filePath(suggestedName),
                                         QStringLiteral("Excel 工作簿 (*.xlsx)"));
 }
 
@@ -29,7 +27,7 @@ void VeltraUtils::setSaveFileNameHook(SaveFileNameHook hook)
 }
 
 bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, QWidget *parent,
-                                       const QString &filePath, QString *error)
+                                       const QString &filePath, QString *error, QString *savedPath)
 {
     if (error)
         error->clear();
@@ -49,6 +47,11 @@ bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, Q
         // The dialog's filter does not add the suffix on every platform.
         if (QFileInfo(path).suffix().compare(QLatin1String("xlsx"), Qt::CaseInsensitive) != 0)
             path += QStringLiteral(".xlsx");
+        RememberTableFolder(path);
     }
-    return PortfolioTemplateWriter::write(type, path, error);
+    if (!PortfolioTemplateWriter::write(type, path, error))
+        return false;
+    if (savedPath)
+        *savedPath = path;
+    return true;
 }

@@ -33,12 +33,13 @@ class TZPLATFORM_EXPORT VeltraUtils
 public:
     // ---- Import templates ------------------------------------------------------------
 
-    // Asks where to save (unless filePath is given) and writes the template there.
-    // False when the user cancels (error stays empty) or the file cannot be written
-    // (error says why).
+    // Asks where to save (unless filePath is given; the dialog starts in the folder of
+    // the last table file) and writes the template there. False when the user cancels
+    // (error stays empty) or the file cannot be written (error says why). savedPath
+    // receives the file written.
     static bool DownloadTemplateFile(VeltraConstants::TemplateFileType type, QWidget *parent,
                                      const QString &filePath = QString(),
-                                     QString *error = nullptr);
+                                     QString *error = nullptr, QString *savedPath = nullptr);
 
     // Replaces the save dialog, e.g. in tests; an empty function restores the dialog.
     // The hook returns the chosen path, or an empty text when the user cancels.
@@ -76,6 +77,10 @@ public:
                                         const QString &directory, int format);
     using OpenFileNameHook = std::function<QString(QWidget *parent, const QString &caption,
                                                    const QString &directory, const QString &filter)>;
+    // The folder of the table file opened or saved last ("Dialogs/LastTableFolder"), else
+    // the user's documents folder; RememberTableFolder keeps the folder of a chosen file.
+    static QString LastTableFolder();
+    static void RememberTableFolder(const QString &filePath);
     static void setOpenFileNameHook(OpenFileNameHook hook);
     // Where to show a dialog of this size over the widget: centred on it, kept on screen.
     static QPoint GetWidgetPos(QWidget *anchor, const QSize &dialogSize);

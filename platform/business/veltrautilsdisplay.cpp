@@ -15,6 +15,7 @@
 #include <QMutex>
 #include <QScreen>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QWidget>
 #include <cmath>
 
@@ -120,9 +121,7 @@ QString VeltraUtils::GetOpenTableFileName(QWidget *parent, const QString &captio
     const QString filter = format == 1 ? QStringLiteral("Excel 工作簿 (*.xlsx)")
         : format == 2                  ? QStringLiteral("CSV 文件 (*.csv)")
                                        : QStringLiteral("表格文件 (*.xlsx *.csv)");
-    QSettings *settings = TzCore::settings();
-    const QString key = QStringLiteral("Dialogs/LastTableFolder");
-    const QString start = directory.isEmpty() ? settings->value(key, QDir::homePath()).toString() : directory;
+    const QString start = directory.isEmpty() ? LastTableFolder() : directory;
     OpenFileNameHook hook;
     {
         QMutexLocker lock(&g_mutex);
@@ -130,9 +129,24 @@ QString VeltraUtils::GetOpenTableFileName(QWidget *parent, const QString &captio
     }
     const QString path = hook ? hook(parent, caption, start, filter)
                               : QFileDialog::getOpenFileName(parent, caption, start, filter);
-    if (!path.isEmpty())
-        settings->setValue(key, QFileInfo(path).absolutePath());
+    RememberTableFolder(path);
     return path;
+}
+
+QString VeltraUtils::LastTableFolder()
+{
+    const QString last = TzCore::settings()->value(QStringLiteral("Dialogs/LastTableFolder")).toString();
+    if (!last.isEmpty() && QFileInfo(last).isDir())
+        return last;
+    // The user's documents folder, made when the desktop has not made it yet.
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return !documents.isEmpty() && QDir().mkpath(documents) ? documents : QDir::homePath();
+}
+
+void VeltraUtils::RememberTableFolder(const QString &filePath)
+{
+    if (!filePath.isEmpty())
+        TzCore::settings()->setValue(QStringLiteral("Dialogs/LastTableFolder"), QFileInfo(filePath).absolutePath());
 }
 
 void VeltraUtils::setOpenFileNameHook(OpenFileNameHook hook)

@@ -38,6 +38,9 @@ inline const QString securityIDSource = QStringLiteral("securityIDSource");
 // Paging of long answers: at most pageSize rows per answer; positionStr is where the
 // next page starts (empty in an answer: no more rows).
 inline const QString pageSize = QStringLiteral("pageSize");
+// A portfolio query limited to these portfolio numbers (a list of texts); numbers the
+// user does not have are simply absent from the answer.
+inline const QString portfolioNoList = QStringLiteral("portfolioNoList");
 inline const QString positionStr = QStringLiteral("positionStr");
 // Answer fields.
 inline const QString requestExeStatus = QStringLiteral("requestExeStatus");

@@ -4,7 +4,9 @@
 #include "tzitemmodeldeletage.h"
 
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QSettings>
+#include <QToolTip>
 
 TzTableView::TzTableView(QWidget *parent)
     : QTableView(parent)
@@ -198,4 +200,41 @@ VeltraTableView::VeltraTableView(QWidget *parent)
     setObjectName(QStringLiteral("VeltraTableView"));
     setAlternatingRowColors(true);
     setShowGrid(true);
+}
+
+bool TzTableView::viewportEvent(QEvent *event)
+{
+    if (event->type() != QEvent::ToolTip)
+        return QTableView::viewportEvent(event);
+    const auto *help = static_cast<QHelpEvent *>(event);
+    const QModelIndex index = indexAt(help->pos());
+    if (index.isValid() && index.data(Qt::ToolTipRole).isNull()) {
+        const QString text = index.data(Qt::DisplayRole).toString();
+        const QRect cell = visualRect(index);
+        // The style's text margin on both sides, as the item delegate draws it.
+        const int margin = 2 * (style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1);
+        if (!text.isEmpty() && fontMetrics().horizontalAdvance(text) + margin > cell.width()) {
+            QToolTip::showText(help->globalPos(), text, viewport(), cell);
+            return true;
+        }
+        QToolTip::hideText();
+        event->ignore();
+        return true;
+    }
+    return QTableView::viewportEvent(event);
+}
+
+void TzTableView::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QVector<int> &roles)
+{
+    const int row = topLeft.row();
+    if (topLeft.isValid() && bottomRight.row() == row && isVisible()) {
+        const int y = rowViewportPosition(row);
+        const bool offScreen = isRowHidden(row) || y + rowHeight(row) <= 0 || y >= viewport()->height();
+        bool editorOpen = false;
+        for (int c = topLeft.column(); c <= bottomRight.column() && !editorOpen; ++c)
+            editorOpen = indexWidget(topLeft.sibling(row, c)) != nullptr;
+        if (offScreen && !editorOpen)
+            return;
+    }
+    QTableView::dataChanged(topLeft, bottomRight, roles);
 }

@@ -46,6 +46,15 @@ public:
     void setCurrentIndex(const QModelIndex &index, bool select);
     QModelIndex GetIndexByGlobalPos(const QPoint &globalPos) const;
 
+protected:
+    // A cell whose text is cut off by its column shows the whole text as a tooltip.
+    bool viewportEvent(QEvent *event) override;
+    // Cells of one row that changed off screen cost nothing: the item view repaints its
+    // whole viewport for a range of cells, so a row out of sight (and without an open
+    // editor) is left alone.
+    void dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
+                     const QVector<int> &roles = QVector<int>()) override;
+
 private:
     void applyConfig();
     void saveLayout();

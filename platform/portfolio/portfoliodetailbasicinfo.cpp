@@ -1,5 +1,6 @@
 #include "portfoliodetailbasicinfo.h"
 
+#include "fieldkeys.h"
 #include "securitycatalog.h"
 
 #include <cmath>
@@ -12,6 +13,21 @@ bool PortfolioItem::operator==(const PortfolioItem &o) const
         && m_entrustType == o.m_entrustType && m_entrustProp == o.m_entrustProp
         && qFuzzyCompare(1.0 + m_customerPrice, 1.0 + o.m_customerPrice)
         && qFuzzyCompare(1.0 + m_algoLimitPrice, 1.0 + o.m_algoLimitPrice);
+}
+
+bool PortfolioDetailBasicInfo::operator==(const PortfolioDetailBasicInfo &o) const
+{
+    return m_portfolioNo == o.m_portfolioNo && m_name == o.m_name && m_strategyId == o.m_strategyId
+        && m_strategyName == o.m_strategyName && m_defaultNum == o.m_defaultNum && m_createDate == o.m_createDate
+        && m_deleteFlag == o.m_deleteFlag && m_portParamType == o.m_portParamType && m_items == o.m_items
+        && m_extension == o.m_extension;
+}
+
+void PortfolioDetailBasicInfo::setExtensionDescription(QVariantMap extension)
+{
+    m_extension = std::move(extension);
+    // The back end derives the same type from the same map when it stores it.
+    m_portParamType = m_extension.value(Portfolio::algoParam).toMap().isEmpty() ? 0 : 1;
 }
 
 int PortfolioDetailBasicInfo::CalculateWeight()

@@ -23,7 +23,8 @@ public:
     QList<PortfolioItem> SymbolList() const { return m_items; }
     void setSymbolList(const QList<PortfolioItem> &items) { m_items = items; }
     QVariantMap ExtensionDescription() const { return m_extension; }
-    void setExtensionDescription(QVariantMap extension) { m_extension = std::move(extension); }
+    // Also sets the parameter type: 1 when the map carries algorithm parameters.
+    void setExtensionDescription(QVariantMap extension);
     QDateTime CreateDate() const { return m_createDate; }
     void setCreateDate(const QDateTime &date) { m_createDate = date; }
     bool DeleteFlag() const { return m_deleteFlag; }
@@ -39,6 +40,10 @@ public:
     // Returns 0; -1 when the portfolio has no line; -2 when neither quantities nor
     // weights give a positive total (weights are then left untouched).
     int CalculateWeight();
+
+    // Same header and lines (the file it came from is not compared).
+    bool operator==(const PortfolioDetailBasicInfo &o) const;
+    bool operator!=(const PortfolioDetailBasicInfo &o) const { return !(*this == o); }
 
 private:
     friend class PortfolioRecordAccess;

@@ -4,6 +4,7 @@
 #include "cmessagecommon.h"
 #include "cpackmessagecommon.h"
 #include "cunpackmessagecommon.h"
+#include "messagebus.h"
 #include "exchange.h"
 #include "fieldkeys.h"
 #include "msgtypes.h"
@@ -13,10 +14,12 @@
 #include "tzcore.h"
 #include "tzpresenterclass.h"
 
+#include <QSet>
 #include <QSettings>
 
 #include <QDebug>
 #include <algorithm>
+#include <unordered_map>
 
 namespace {
 
@@ -28,8 +31,9 @@ int loadPageSize()
     return size > 0 ? size : 500;
 }
 
-// Sends one query for the login user; true with the answer's reader on success.
-bool query(TzPresenterClass *presenter, const QString &type, CUnPackMessageCommon &answer,
+// Sends one query for the login user; true with the answer's reader on success. Uses
+// the bus directly, so a worker may call it while its page goes away.
+bool query(const QString &sourceId, const QString &type, CUnPackMessageCommon &answer,
            QString &error, const QVariantMap &extra = QVariantMap())
 {
     CPackMessageCommon body;
@@ -38,16 +42,16 @@ bool query(TzPresenterClass *presenter, const QString &type, CUnPackMessageCommo
     for (auto it = extra.cbegin(); it != extra.cend(); ++it)
         body.AddVaule(it.key(), it.value());
     CMessageCommon message;
-    message.SetSrcid(presenter->pluginPid());
+    message.SetSrcid(sourceId);
     message.SetType(type);
     message.SetMsg(body.GetPackedMsg(false));
     QVariant reply;
-    const int rc = presenter->sendRequest_Sync(&message, reply);
-    if (rc == 1) {
+    const int rc = MessageBus::instance()->request(message, reply, MessageBus::defaultTimeoutMs());
+    if (rc == MessageBus::TimedOut) {
         error = QStringLiteral("请求超时");
         return false;
     }
-    if (rc != 0) {
+    if (rc != MessageBus::Answered) {
         error = QStringLiteral("请求发送失败，错误代码：%1").arg(rc);
         return false;
     }
@@ -61,6 +65,32 @@ bool query(TzPresenterClass *presenter, const QString &type, CUnPackMessageCommo
     }
     return true;
 }
+
+// Portfolios of one query, page by page; each page becomes records before the next one
+// is asked for.
+bool queryPortfolios(const QString &sourceId, const QVariantMap &filter,
+                     QVector<PortfolioDetailBasicInfo> *out, QString &error)
+{
+    const int pageSize = loadPageSize();
+    QString position;
+    for (;;) {
+        CUnPackMessageCommon page;
+        QVariantMap fields = filter;
+        fields.insert(RequestField::pageSize, pageSize);
+        fields.insert(RequestField::positionStr, position);
+        if (!query(sourceId, MsgType::queryPortfolioRequest, page, error, fields))
+            return false;
+        for (const QVariantMap &row : page.rows())
+            out->append(PortfolioWireFormat::portfolioFromRow(row));
+        const QString next = page.GetValue(RequestField::positionStr).toString();
+        if (next.isEmpty() || next == position || page.GetRowCount() == 0)
+            return true;
+        position = next;
+    }
+}
+
+// Numbers per query when fetching named portfolios (the back end takes up to 500).
+constexpr int kNumbersPerFetch = 200;
 
 } // namespace
 
@@ -82,75 +112,290 @@ int PortfolioListBasicInfo::tryLockAndInit(TzPresenterClass *presenter, bool bRe
 
     // Ask first, lock afterwards: the requests block, and the worker must not wait on
     // the store meanwhile.
+    PortfolioSnapshot snapshot;
     QString error;
-    std::vector<std::unique_ptr<PortfolioStrategyInfo>> newStrategies;
-    std::vector<std::unique_ptr<PortfolioDetailBasicInfo>> newPortfolios;
-    bool loaded = false;
-    {
-        CUnPackMessageCommon strategies;
-        if (query(presenter, MsgType::queryStrategyRequest, strategies, error)) {
-            for (const QVariantMap &row : strategies.rows())
-                newStrategies.push_back(std::make_unique<PortfolioStrategyInfo>(PortfolioWireFormat::strategyFromRow(row)));
-            loaded = true;
-        }
-    }
-    // Page by page; each page becomes records before the next one is asked for.
-    const int pageSize = loadPageSize();
-    QString position;
-    while (loaded) {
-        CUnPackMessageCommon page;
-        if (!query(presenter, MsgType::queryPortfolioRequest, page, error,
-                   {{RequestField::pageSize, pageSize}, {RequestField::positionStr, position}})) {
-            loaded = false;
-            break;
-        }
-        for (const QVariantMap &row : page.rows())
-            newPortfolios.push_back(std::make_unique<PortfolioDetailBasicInfo>(PortfolioWireFormat::portfolioFromRow(row)));
-        const QString next = page.GetValue(RequestField::positionStr).toString();
-        if (next.isEmpty() || next == position || page.GetRowCount() == 0)
-            break;
-        position = next;
-    }
-    if (!loaded) {
+    if (!LoadSnapshot(presenter->pluginPid(), &snapshot, &error)) {
         qInfo().noquote() << "PortfolioListBasicInfo::tryLockAndInit load failed:" << error;
         QWriteLocker lock(&m_lock);
         m_lastError = error;
         return RequestFailed;
     }
+    ApplySnapshot(snapshot);
+    return Ok;
+}
 
+bool PortfolioListBasicInfo::LoadSnapshot(const QString &sourceId, PortfolioSnapshot *out, QString *error)
+{
+    QString reason;
+    CUnPackMessageCommon strategies;
+    if (!query(sourceId, MsgType::queryStrategyRequest, strategies, reason)) {
+        *error = reason;
+        return false;
+    }
+    for (const QVariantMap &row : strategies.rows())
+        out->strategies.append(PortfolioWireFormat::strategyFromRow(row));
+    if (!queryPortfolios(sourceId, QVariantMap(), &out->portfolios, reason)) {
+        *error = reason;
+        return false;
+    }
+    return true;
+}
+
+void PortfolioListBasicInfo::DiffSnapshot(PortfolioSnapshot *snapshot) const
+{
+    // In slices, so the GUI thread never waits long for the lock; a change of the list
+    // between slices makes the order unknown, and a changed portfolio has a new stamp.
+    constexpr int kSlice = 256;
+    const QVector<PortfolioDetailBasicInfo> &fresh = snapshot->portfolios;
+    snapshot->sameAsStamp.fill(0, fresh.size());
+    quint64 version = 0;
+    bool sameOrder = true;
+    for (int from = 0; from < fresh.size() || from == 0; from += kSlice) {
+        QReadLocker lock(&m_lock);
+        if (from == 0) {
+            version = m_listVersion;
+            sameOrder = size_t(fresh.size()) == m_portfolios.size();
+        }
+        sameOrder = sameOrder && version == m_listVersion;
+        for (int i = from; i < qMin(from + kSlice, int(fresh.size())); ++i) {
+            const PortfolioDetailBasicInfo *stored = m_byNumber.value(fresh.at(i).PortfolioNo());
+            sameOrder = sameOrder && stored == m_portfolios[size_t(i)].get();
+            if (stored && *stored == fresh.at(i))
+                snapshot->sameAsStamp[i] = m_stamps.value(stored->PortfolioNo());
+        }
+        if (fresh.isEmpty())
+            break;
+    }
+    snapshot->sameOrderVersion = sameOrder ? version : 0;
+}
+
+QStringList PortfolioListBasicInfo::ApplySnapshot(PortfolioSnapshot &snapshot)
+{
+    QStringList changed;
     QWriteLocker lock(&m_lock);
-    // Merge in place: a portfolio that is still there keeps its object (pointers handed
-    // out stay valid), updated to the back end's state; one that is gone is removed.
-    for (auto &fresh : newPortfolios) {
-        if (PortfolioDetailBasicInfo *kept = m_byNumber.value(fresh->PortfolioNo())) {
-            *kept = std::move(*fresh);
-            const auto it = std::find_if(m_portfolios.begin(), m_portfolios.end(),
-                                         [kept](const auto &p) { return p.get() == kept; });
-            fresh = std::move(*it);
+    QVector<PortfolioDetailBasicInfo> &fresh = snapshot.portfolios;
+    const auto unchangedSinceDiff = [&](int i) {
+        return i < snapshot.sameAsStamp.size() && snapshot.sameAsStamp.at(i) != 0
+            && m_stamps.value(fresh.at(i).PortfolioNo()) == snapshot.sameAsStamp.at(i);
+    };
+
+    if (snapshot.sameOrderVersion != 0 && snapshot.sameOrderVersion == m_listVersion
+        && size_t(fresh.size()) == m_portfolios.size()) {
+        // The same portfolios in the same order: only the changed ones are written.
+        for (int i = 0; i < fresh.size(); ++i) {
+            if (unchangedSinceDiff(i))
+                continue;
+            PortfolioDetailBasicInfo &stored = *m_portfolios[size_t(i)];
+            if (stored == fresh.at(i))
+                continue;
+            if (--m_nameCount[stored.Name()] == 0)
+                m_nameCount.remove(stored.Name());
+            stored = std::move(fresh[i]);
+            ++m_nameCount[stored.Name()];
+            stampLocked(stored.PortfolioNo());
+            changed << stored.PortfolioNo();
+        }
+    } else {
+        // Merge in place: a portfolio that is still there keeps its object (pointers
+        // handed out stay valid), updated to the back end's state; one that is gone is
+        // removed.
+        std::unordered_map<const PortfolioDetailBasicInfo *, std::unique_ptr<PortfolioDetailBasicInfo>> kept;
+        kept.reserve(m_portfolios.size());
+        for (auto &p : m_portfolios)
+            kept.emplace(p.get(), std::move(p));
+        std::vector<std::unique_ptr<PortfolioDetailBasicInfo>> portfolios;
+        portfolios.reserve(size_t(fresh.size()));
+        for (int i = 0; i < fresh.size(); ++i) {
+            const auto old = kept.find(m_byNumber.value(fresh.at(i).PortfolioNo()));
+            if (old != kept.end()) {
+                // Only a real change gets a new stamp: what did not change needs no repaint.
+                if (!unchangedSinceDiff(i) && *old->second != fresh.at(i)) {
+                    *old->second = std::move(fresh[i]);
+                    stampLocked(old->second->PortfolioNo());
+                    changed << old->second->PortfolioNo();
+                }
+                portfolios.push_back(std::move(old->second));
+                kept.erase(old);
+            } else {
+                stampLocked(fresh.at(i).PortfolioNo());
+                changed << fresh.at(i).PortfolioNo();
+                portfolios.push_back(std::make_unique<PortfolioDetailBasicInfo>(std::move(fresh[i])));
+            }
+        }
+        for (const auto &gone : kept)
+            stampLocked(gone.second->PortfolioNo());
+        m_portfolios = std::move(portfolios);
+        m_byNumber.clear();
+        m_nameCount.clear();
+        for (const auto &p : m_portfolios) {
+            m_byNumber.insert(p->PortfolioNo(), p.get());
+            ++m_nameCount[p->Name()];
+        }
+        ++m_listVersion;
+    }
+
+    std::vector<std::unique_ptr<PortfolioStrategyInfo>> strategies;
+    strategies.reserve(size_t(snapshot.strategies.size()));
+    for (PortfolioStrategyInfo &label : snapshot.strategies) {
+        auto same = std::find_if(m_strategies.begin(), m_strategies.end(), [&label](const auto &s) {
+            return s && s->StrategyNo() == label.StrategyNo();
+        });
+        if (same != m_strategies.end()) {
+            **same = std::move(label);
+            strategies.push_back(std::move(*same));
+        } else {
+            strategies.push_back(std::make_unique<PortfolioStrategyInfo>(std::move(label)));
         }
     }
-    for (auto &fresh : newStrategies) {
-        for (auto &kept : m_strategies) {
-            if (kept && kept->StrategyNo() == fresh->StrategyNo()) {
-                *kept = std::move(*fresh);
-                fresh = std::move(kept);
-                break;
+    m_strategies = std::move(strategies);
+    m_initialized = true;
+    m_lastError.clear();
+    qInfo() << "PortfolioListBasicInfo::ApplySnapshot" << m_portfolios.size()
+            << "portfolios and" << m_strategies.size() << "strategy labels," << changed.size() << "changed";
+    return changed;
+}
+
+QHash<QString, quint64> PortfolioListBasicInfo::changeStamps() const
+{
+    QReadLocker lock(&m_lock);
+    return m_stamps;
+}
+
+bool PortfolioListBasicInfo::FetchPortfolios(const QString &sourceId, const QStringList &numbers,
+                                             QVector<PortfolioDetailBasicInfo> *out, QString *error)
+{
+    QString reason;
+    for (int i = 0; i < numbers.size(); i += kNumbersPerFetch) {
+        const QStringList part = numbers.mid(i, kNumbersPerFetch);
+        if (!queryPortfolios(sourceId, {{RequestField::portfolioNoList, part}}, out, reason)) {
+            *error = reason;
+            return false;
+        }
+    }
+    return true;
+}
+
+quint64 PortfolioListBasicInfo::changeStamp(const QString &portfolioNo) const
+{
+    QReadLocker lock(&m_lock);
+    return m_stamps.value(portfolioNo);
+}
+
+void PortfolioListBasicInfo::knowStrategyLocked(const PortfolioDetailBasicInfo &detail)
+{
+    if (detail.StrategyID().isEmpty())
+        return;
+    for (const auto &s : m_strategies) {
+        if (s->StrategyNo() == detail.StrategyID()) {
+            s->setStrategyName(detail.StrategyName());
+            return;
+        }
+    }
+    auto label = std::make_unique<PortfolioStrategyInfo>();
+    label->setStrategyNo(detail.StrategyID());
+    label->setStrategyName(detail.StrategyName());
+    m_strategies.push_back(std::move(label));
+}
+
+PortfolioListBasicInfo::SyncResult
+PortfolioListBasicInfo::SyncPortfolioDetails(const QVector<PortfolioDetailBasicInfo> &fresh,
+                                              const QStringList &gone,
+                                              const QHash<QString, quint64> &stampsAtFetch)
+{
+    SyncResult result;
+    QWriteLocker lock(&m_lock);
+    const auto unchanged = [&](const QString &no) { return m_stamps.value(no) == stampsAtFetch.value(no); };
+
+    // A name is free in the end state when the stored portfolios carrying it are all
+    // replaced or removed by this batch, and no other portfolio of the batch takes it.
+    QVector<const PortfolioDetailBasicInfo *> take;
+    QStringList drop;
+    for (const QString &no : gone) {
+        if (!unchanged(no))
+            result.skipped << no;
+        else if (m_byNumber.contains(no))
+            drop << no;
+    }
+    for (const PortfolioDetailBasicInfo &p : fresh) {
+        if (!unchanged(p.PortfolioNo()))
+            result.skipped << p.PortfolioNo();
+        else
+            take << &p;
+    }
+    // Decided before anything changes; a refusal keeps a stored name in place, which may
+    // refuse another of the batch, so this runs until nothing more is refused.
+    QSet<const PortfolioDetailBasicInfo *> refused;
+    for (bool again = true; again;) {
+        again = false;
+        QHash<QString, int> released;  // stored names the batch lets go of
+        QHash<QString, int> incoming;  // names the accepted part of the batch brings
+        const auto release = [&released, this](const QString &no) {
+            if (const PortfolioDetailBasicInfo *stored = m_byNumber.value(no))
+                ++released[stored->Name()];
+        };
+        for (const QString &no : qAsConst(drop))
+            release(no);
+        for (const PortfolioDetailBasicInfo *p : qAsConst(take)) {
+            if (!refused.contains(p)) {
+                release(p->PortfolioNo());
+                ++incoming[p->Name()];
+            }
+        }
+        for (const PortfolioDetailBasicInfo *p : qAsConst(take)) {
+            const QString &name = p->Name();
+            if (!refused.contains(p)
+                && (p->PortfolioNo().isEmpty() || m_nameCount.value(name) - released.value(name) > 0
+                    || incoming.value(name) > 1)) {
+                refused.insert(p);
+                again = true;
             }
         }
     }
-    m_strategies = std::move(newStrategies);
-    m_portfolios = std::move(newPortfolios);
-    m_byNumber.clear();
-    m_nameCount.clear();
-    for (const auto &p : m_portfolios) {
-        m_byNumber.insert(p->PortfolioNo(), p.get());
-        ++m_nameCount[p->Name()];
+
+    for (const QString &no : qAsConst(drop)) {
+        PortfolioDetailBasicInfo *stored = m_byNumber.take(no);
+        if (--m_nameCount[stored->Name()] == 0)
+            m_nameCount.remove(stored->Name());
+        m_portfolios.erase(std::find_if(m_portfolios.begin(), m_portfolios.end(),
+                                        [stored](const auto &p) { return p.get() == stored; }));
+        stampLocked(no);
+        ++m_listVersion;
+        result.removed << no;
     }
-    m_initialized = true;
-    m_lastError.clear();
-    qInfo() << "PortfolioListBasicInfo::tryLockAndInit loaded" << m_portfolios.size()
-            << "portfolios and" << m_strategies.size() << "strategy labels";
-    return Ok;
+    for (const PortfolioDetailBasicInfo *p : qAsConst(take)) {
+        const QString no = p->PortfolioNo();
+        if (refused.contains(p)) {
+            result.refused << no;
+            continue;
+        }
+        if (PortfolioDetailBasicInfo *stored = m_byNumber.value(no)) {
+            if (--m_nameCount[stored->Name()] == 0)
+                m_nameCount.remove(stored->Name());
+            *stored = *p;
+        } else {
+            m_portfolios.push_back(std::make_unique<PortfolioDetailBasicInfo>(*p));
+            m_byNumber.insert(no, m_portfolios.back().get());
+            ++m_listVersion;
+        }
+        ++m_nameCount[p->Name()];
+        knowStrategyLocked(*p);
+        stampLocked(no);
+        result.updated << no;
+    }
+    return result;
+}
+
+QStringList PortfolioListBasicInfo::numbersNamed(const QString &name) const
+{
+    QReadLocker lock(&m_lock);
+    QStringList numbers;
+    if (!m_nameCount.contains(name))
+        return numbers;
+    for (const auto &p : m_portfolios) {
+        if (p->Name() == name)
+            numbers << p->PortfolioNo();
+    }
+    return numbers;
 }
 
 bool PortfolioListBasicInfo::isInitialized() const
@@ -270,8 +515,10 @@ int PortfolioListBasicInfo::AddPortfolioDetail(const PortfolioDetailBasicInfo &i
     } else {
         m_portfolios.push_back(std::make_unique<PortfolioDetailBasicInfo>(info));
         m_byNumber.insert(info.PortfolioNo(), m_portfolios.back().get());
+        ++m_listVersion;
     }
     ++m_nameCount[info.Name()];
+    stampLocked(info.PortfolioNo());
     return Ok;
 }
 
@@ -285,6 +532,8 @@ int PortfolioListBasicInfo::RemovePortfolioDetail(const QString &portfolioNo)
         m_nameCount.remove(stored->Name());
     m_portfolios.erase(std::find_if(m_portfolios.begin(), m_portfolios.end(),
                                     [stored](const auto &p) { return p.get() == stored; }));
+    stampLocked(portfolioNo);
+    ++m_listVersion;
     return Ok;
 }
 
@@ -303,6 +552,8 @@ void PortfolioListBasicInfo::clear()
     m_byNumber.clear();
     m_nameCount.clear();
     m_strategies.clear();
+    m_stamps.clear();
+    ++m_listVersion;
     m_initialized = false;
     m_lastError.clear();
 }

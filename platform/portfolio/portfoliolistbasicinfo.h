@@ -5,10 +5,24 @@
 #include <QHash>
 #include <QReadWriteLock>
 #include <QStringList>
+#include <QVector>
 #include <memory>
 #include <vector>
 
 class TzPresenterClass;
+
+// The user's portfolios and strategy labels as the back end answered them, not yet in
+// the store. Loading one takes no store state, so it may run on any thread.
+struct TZPLATFORM_EXPORT PortfolioSnapshot
+{
+    QVector<PortfolioDetailBasicInfo> portfolios;
+    QVector<PortfolioStrategyInfo> strategies;
+    // Filled by DiffSnapshot: per portfolio, the change stamp of the stored portfolio it
+    // equals (0: it differs or is new), and the store's list version when the snapshot
+    // lists the stored portfolios in the stored order (0 otherwise).
+    QVector<quint64> sameAsStamp;
+    quint64 sameOrderVersion = 0;
+};
 
 // The store of every portfolio of the logged-in user, in back-end order, and of the
 // user's strategy labels. It owns the records; pointers it hands out stay valid until
@@ -28,6 +42,48 @@ public:
     int tryLockAndInit(TzPresenterClass *presenter, bool bReload = false);
     bool isInitialized() const;
     QString lastError() const;
+
+    // The two halves of a reload, for callers that must not block the GUI thread: load
+    // on a worker (the requests carry sourceId as their source), then apply on the
+    // thread that uses the store's pointers. Apply brings the store to the snapshot's
+    // state as tryLockAndInit does.
+    static bool LoadSnapshot(const QString &sourceId, PortfolioSnapshot *out, QString *error);
+    // Compares a loaded snapshot with the store (on the worker, under the read lock), so
+    // that applying it touches only what changed: a book of thousands of portfolios is
+    // mostly unchanged, and comparing it costs the GUI thread more than the change.
+    void DiffSnapshot(PortfolioSnapshot *snapshot) const;
+    // Takes from the snapshot what the store needs; the rest stays in it, so that the
+    // caller may free a large snapshot away from the GUI thread. Returns the numbers of
+    // the portfolios that changed or came.
+    QStringList ApplySnapshot(PortfolioSnapshot &snapshot);
+    // Every stored portfolio's change stamp at once (a cheap shared copy).
+    QHash<QString, quint64> changeStamps() const;
+
+    // The back end's current state of some portfolios (any thread; several requests when
+    // there are many numbers). Numbers the back end no longer has are absent from `out`.
+    static bool FetchPortfolios(const QString &sourceId, const QStringList &numbers,
+                                QVector<PortfolioDetailBasicInfo> *out, QString *error);
+
+    // Every change of a stored portfolio (add, replace, remove, reload) gives its number
+    // a new stamp. A caller that fetched a portfolio notes its stamp first and hands it
+    // to SyncPortfolioDetails, which then leaves alone what changed meanwhile.
+    quint64 changeStamp(const QString &portfolioNo) const;
+
+    struct SyncResult
+    {
+        QStringList updated;   // stored or replaced, in the order given
+        QStringList removed;   // were stored, now gone
+        QStringList refused;   // the store could not take them (a name held by another portfolio)
+        QStringList skipped;   // changed here since the fetch: fetch again
+    };
+    // Brings the given portfolios to the back end's state in one step: `fresh` are
+    // stored or replaced in place, `gone` removed. Names are checked on the end state,
+    // so two portfolios that swapped names arrive together. The strategy labels the
+    // fresh portfolios carry become known.
+    SyncResult SyncPortfolioDetails(const QVector<PortfolioDetailBasicInfo> &fresh, const QStringList &gone,
+                                    const QHash<QString, quint64> &stampsAtFetch);
+    // Numbers of the stored portfolios called `name`.
+    QStringList numbersNamed(const QString &name) const;
 
     QStringList getAllPortfolioName() const;
 
@@ -66,12 +122,17 @@ public:
 private:
     PortfolioListBasicInfo() = default;
     bool nameTakenLocked(const QString &name, const QString &exceptNo) const;
+    void stampLocked(const QString &portfolioNo) { m_stamps.insert(portfolioNo, ++m_clock); }
+    void knowStrategyLocked(const PortfolioDetailBasicInfo &detail);
 
     mutable QReadWriteLock m_lock;
     std::vector<std::unique_ptr<PortfolioDetailBasicInfo>> m_portfolios;
     QHash<QString, PortfolioDetailBasicInfo *> m_byNumber;
     QHash<QString, int> m_nameCount;  // names of stored portfolios
     std::vector<std::unique_ptr<PortfolioStrategyInfo>> m_strategies;
+    QHash<QString, quint64> m_stamps;  // also of removed numbers
+    quint64 m_clock = 0;
+    quint64 m_listVersion = 1;  // changes when portfolios are added, removed or reordered
     bool m_initialized = false;
     QString m_lastError;
 };

@@ -265,6 +265,8 @@ private slots:
     void renameInPlace();
     void renameRefused_data();
     void renameRefused();
+    void nameEditorOwnsTheKeyboard();
+    void nameEditorFollowsItsPortfolio();
 
     void modify_data();
     void modify();
@@ -275,6 +277,7 @@ private slots:
     void alterRollsBack();
 
     void templatesDownloadAndImport();
+    void panelLinePerCommand();
 };
 
 // ---- File import --------------------------------------------------------------------
@@ -650,12 +653,12 @@ void tst_ListCommands::reorderLivesInTableOnly()
     QVERIFY(f.names() != seeded);
     QCOMPARE(PageFixture::backendNames(), seeded);
     f.page->findChild<QToolButton *>(QStringLiteral("btn_refresh"))->click();
-    QCOMPARE(f.names(), seeded);
+    QTRY_COMPARE(f.names(), seeded);
 
     QVERIFY(f.pickFromContextMenu(0, QStringLiteral("置底")));
     QVERIFY(f.names() != seeded);
     emit f.list()->signalRefreshPortfoliosList();
-    QCOMPARE(f.names(), seeded);
+    QTRY_COMPARE(f.names(), seeded);
     QVERIFY(f.boxes.shown.isEmpty());
 }
 
@@ -746,6 +749,110 @@ void tst_ListCommands::renameRefused()
     QVERIFY(f.doubleClickName(row));  // and opens again
 }
 
+void tst_ListCommands::nameEditorOwnsTheKeyboard()
+{
+    Page f;
+    QVERIFY(f.ready());
+    QVERIFY(f.show());
+    PanelRecorder panel;
+    const QStringList seeded = f.names();
+    const int row = f.rowOfName(kBanks);
+    const QString no = f.numberAt(row);
+    const auto type = [](Qt::Key key, Qt::KeyboardModifiers mods = Qt::NoModifier) {
+        QTest::keyClick(QApplication::focusWidget(), key, mods);
+    };
+    const auto rename = [&] {
+        f.makeCurrent(row);
+        f.table()->setFocus();
+        QTest::keyClick(f.table(), Qt::Key_F2);
+        QLineEdit *editor = f.nameEditor(row);
+        return editor && editor->hasFocus() ? editor : nullptr;
+    };
+
+    // The sequence that once emptied the book: F2, Ctrl+A, Delete, Enter. Every key stays
+    // in the editor; so do the window's Ctrl+N and the table's Ctrl+E.
+    QLineEdit *editor = rename();
+    QVERIFY(editor);
+    QCOMPARE(editor->selectedText(), kBanks);
+    ModalDriver anyDialog([](TzDialog *) {});
+    type(Qt::Key_A, Qt::ControlModifier);
+    type(Qt::Key_Delete);
+    type(Qt::Key_N, Qt::ControlModifier);
+    type(Qt::Key_E, Qt::ControlModifier);
+    QCOMPARE(editor->text(), QString());
+    type(Qt::Key_Return);
+    QCOMPARE(f.boxes.texts(), QStringList{QStringLiteral("组合名称不可为空！")});  // no deletion question
+    QVERIFY(anyDialog.title.isEmpty());
+    QVERIFY(!f.list()->addFrame() || !f.list()->addFrame()->isVisible());
+    QCOMPARE(f.names(), seeded);
+    QCOMPARE(PageFixture::backendNames(), seeded);
+
+    // Escape restores the old name, sends nothing and gives the keyboard back to the table.
+    editor = rename();
+    QVERIFY(editor);
+    QTest::keyClicks(editor, QStringLiteral("drop me"));
+    type(Qt::Key_Escape);
+    QVERIFY(!f.table()->isPersistentEditorOpen(f.at(row)));
+    QVERIFY(f.table()->hasFocus());
+    QCOMPARE(f.cell(row, 0), kBanks);
+    QCOMPARE(backendPortfolio(no).Name(), kBanks);
+    QCOMPARE(f.boxes.shown.size(), 1);
+
+    // After the message box above, the first key typed after F2 is kept.
+    editor = rename();
+    QVERIFY(editor);
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("Banks 88"));
+    type(Qt::Key_Return);
+    QCOMPARE(f.cell(row, 0), QStringLiteral("Banks 88"));
+    QCOMPARE(backendPortfolio(no).Name(), QStringLiteral("Banks 88"));
+
+    // One panel line per attempt, the refusal as a warning.
+    QCOMPARE(panel.matching(QStringLiteral("重命名组合")).size(), 2);
+    QCOMPARE(panel.warnings(), 1);
+    QVERIFY(panel.lines().last().endsWith(QStringLiteral("为「Banks 88」：成功")));
+}
+
+void tst_ListCommands::nameEditorFollowsItsPortfolio()
+{
+    Page f;
+    QVERIFY(f.ready());
+    QVERIFY(f.show());
+    const QString first = f.numberAt(0);
+    const int row = 2;
+    const QString no = f.numberAt(row), name = f.cell(row, 0);
+    QLineEdit *editor = f.doubleClickName(row);
+    QVERIFY(editor);
+    QTRY_VERIFY(editor->hasFocus());
+    QTest::keyClick(editor, Qt::Key_End);
+    QTest::keyClicks(editor, QStringLiteral(" plus"));
+    const QString typed = name + QStringLiteral(" plus");
+    const auto openOn = [&](const QString &portfolioNo) {
+        QLineEdit *e = f.nameEditor(f.table()->getRowByKey(portfolioNo));
+        return e ? e->text() : QStringLiteral("<closed>");
+    };
+
+    // A refill (the refresh button, a reload) keeps the editor, the text and the focus.
+    f.list()->slotChangeUpData();
+    QCOMPARE(openOn(no), typed);
+    QVERIFY(f.nameEditor(f.table()->getRowByKey(no))->hasFocus());
+    // A row above it goes: the editor moves with its portfolio.
+    emit f.presenter()->OnPortfolioDelete(first);
+    QCOMPARE(f.table()->getRowByKey(no), row - 1);
+    QCOMPARE(openOn(no), typed);
+    // A change of the same portfolio elsewhere does not wipe what is typed.
+    emit f.presenter()->OnPortfolioNewOrCreate(no);
+    QCOMPARE(openOn(no), typed);
+
+    // Its own portfolio goes: so does the editor, and the cell opens again afterwards.
+    emit f.presenter()->OnPortfolioDelete(no);
+    QVERIFY(!f.list()->nameEditor());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCOMPARE(f.table()->findChildren<QLineEdit *>(QStringLiteral("portfolioNameEditor")).size(), 0);
+    QVERIFY(f.boxes.shown.isEmpty());
+    QCOMPARE(backendPortfolio(no).Name(), name);  // nothing was sent
+    QVERIFY(f.doubleClickName(row - 1));
+}
+
 // ---- Modify dialog ------------------------------------------------------------------
 
 void tst_ListCommands::modify_data()
@@ -794,7 +901,10 @@ void tst_ListCommands::modify()
             setField(dialog, "m_pNumberEdit", quantity);
         press(dialog, "pushButton_confirm");
     });
-    f.list()->on_pushButton_modfiy_clicked();
+    // Its button stays hidden; Ctrl+E on the table opens it for the current row.
+    QVERIFY(f.show());
+    f.table()->setFocus();
+    QTest::keyClick(f.table(), Qt::Key_E, Qt::ControlModifier);
 
     QCOMPARE(driver.title, QStringLiteral("修改组合"));
     QCOMPARE(shown, QStringList({kBanks, QStringLiteral("默认"), QStringLiteral("1")}));
@@ -940,6 +1050,62 @@ void tst_ListCommands::templatesDownloadAndImport()
     QCOMPARE(f.boxes.last(), QStringLiteral("组合导入成功！"));
     QCOMPARE(f.cell(f.rows() - 1, 0), name);
     QVERIFY(PageFixture::backendNames().contains(name));
+    QCOMPARE(f.cell(f.rows() - 1, 7), QStringLiteral("无参"));
+
+    // The algorithm template's parameters show at once, as after a reload.
+    dialogs.openPath = dialogs.saved.last();
+    f.list()->on_pushButton_import_clicked();
+    QCOMPARE(f.cell(f.rows() - 1, 7), QStringLiteral("带参"));
+    emit f.list()->signalRefreshPortfoliosList();
+    QTRY_VERIFY(!f.presenter()->isRefreshing());
+    QCOMPARE(f.cell(f.rows() - 1, 7), QStringLiteral("带参"));
+}
+
+// ---- Business message panel -----------------------------------------------------------
+
+void tst_ListCommands::panelLinePerCommand()
+{
+    Page f;
+    QVERIFY(f.ready());
+    QVERIFY(f.show());
+    FileDialogs dialogs;
+    dialogs.saveFolder = f.backend.path(QStringLiteral("templates"));
+    QVERIFY(QDir().mkpath(dialogs.saveFolder));
+    PanelRecorder panel;
+    const QString pending = f.numberAt(f.rowOfName(kPending));
+
+    const QString bad = f.backend.path(QStringLiteral("坏.csv")), good = f.backend.path(QStringLiteral("好.csv"));
+    QVERIFY(writeCsv(bad, {kBadLines.at(0)}) && writeCsv(good, kGoodLines));
+    dialogs.openPath = bad;
+    f.list()->on_pushButton_import_clicked();
+    dialogs.openPath = good;
+    f.list()->on_pushButton_import_clicked();
+    const QString imported = f.numberAt(f.rows() - 1);
+    f.makeCurrent(f.rows() - 1);
+    f.list()->on_pushButton_copy_clicked();
+    const int copyRow = f.rows() - 1;
+    const QString copy = f.numberAt(copyRow);
+    QVERIFY(f.pickFromContextMenu(copyRow, QStringLiteral("置顶")));
+    menuAction(f.list()->findChild<QMenu *>(QStringLiteral("PortfoliosListTemplateMenu")),
+               QStringLiteral("menu_dlNormal"))->trigger();
+    QVERIFY(f.pickFromContextMenu(0, QStringLiteral("删除")));
+    QVERIFY(f.pickFromContextMenu(f.rowOfName(kPending), QStringLiteral("删除")));
+
+    const QStringList lines = panel.lines();
+    QCOMPARE(lines.size(), 7);
+    QVERIFY2(lines.at(0).startsWith(QStringLiteral("[警告] 文件导入 ") + bad + QStringLiteral("：失败，")),
+             qPrintable(lines.at(0)));
+    QVERIFY2(!lines.at(0).contains(QLatin1Char('\n')), qPrintable(lines.at(0)));
+    QCOMPARE(lines.mid(1, 3), QStringList({
+        QStringLiteral("[信息] 文件导入 %1 → 组合「好」（组合号 %2）：成功").arg(good, imported),
+        QStringLiteral("[信息] 复制组合「好」（组合号 %1） → 「好1」（组合号 %2）：成功").arg(imported, copy),
+        QStringLiteral("[信息] 调整组合「好1」（组合号 %1）的显示位置：第%2行 → 第1行：成功").arg(copy).arg(copyRow + 1),
+    }));
+    QCOMPARE(lines.at(4), QStringLiteral("[信息] 下载普通组合模板 %1：成功").arg(dialogs.saved.value(0)));
+    QCOMPARE(lines.mid(5), QStringList({
+        QStringLiteral("[信息] 删除组合「好1」（组合号 %1）：成功").arg(copy),
+        QStringLiteral("[警告] 删除组合「%1」（组合号 %2）：失败，存在订单未完成").arg(kPending, pending),
+    }));
 }
 
 QTEST_MAIN(tst_ListCommands)

@@ -236,14 +236,14 @@ void tst_Page::refreshButtonReloadsFromTheBackEnd()
     QVERIFY(created.ok);
     QCOMPARE(fx.rowOfName(QStringLiteral("后台新建")), -1);
     fx.list()->findChild<QToolButton *>(QStringLiteral("btn_refresh"))->click();
-    QVERIFY(fx.rowOfName(QStringLiteral("后台新建")) >= 0);
+    QTRY_VERIFY(fx.rowOfName(QStringLiteral("后台新建")) >= 0);
 
     // A refresh the back end does not answer keeps the list and says why.
     TestBackend::setTimeoutMs(200);
     fx.backend.faults().dropNext(MsgType::queryStrategyRequest);
     fx.list()->findChild<QToolButton *>(QStringLiteral("btn_refresh"))->click();
+    QTRY_COMPARE(fx.boxes.last(), QStringLiteral("组合列表刷新失败：请求超时"));
     QCOMPARE(fx.rows(), 6);
-    QCOMPARE(fx.boxes.last(), QStringLiteral("组合列表刷新失败：请求超时"));
 }
 
 void tst_Page::anotherDesksChangeShowsUp()
@@ -270,12 +270,13 @@ void tst_Page::eventDispatch()
 
     QSignalSpy created(p, &PortfoliosListPresenterClass::OnPortfolioNewOrCreate);
     p->deliverEvent(QStringLiteral("other"), PORTFOLIO_NEW_OR_UPDATE, packed({{RequestField::portfolioNo, QStringLiteral("100002")}}));
-    QCOMPARE(created.count(), 1);
+    QTRY_COMPARE(created.count(), 1);  // once the store holds its state
     QCOMPARE(created.first().first().toString(), QStringLiteral("100002"));
 
     QSignalSpy deleted(p, &PortfoliosListPresenterClass::OnPortfolioDelete);
     p->deliverEvent(QStringLiteral("other"), PORTFOLIO_DELETED, packed({{RequestField::portfolioNo, QStringLiteral("100003")}}));
     QCOMPARE(deleted.first().first().toString(), QStringLiteral("100003"));
+    QVERIFY(!PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(QStringLiteral("100003")));
 
     QSignalSpy position(p, &PortfoliosListPresenterClass::OnPositionUpdate);
     CPackMessageCommon row;

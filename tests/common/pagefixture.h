@@ -11,7 +11,10 @@
 #include "portfoliolistbasicinfo.h"
 #include "portfolioquotemgr.h"
 #include "tztableview.h"
+#include "veltrautils.h"
 #include "veltrawidget.h"
+
+#include <QMutex>
 
 #include <memory>
 
@@ -50,6 +53,43 @@ public:
 
 private:
     VeltraWidget::MsgBoxHandler m_previous;
+};
+
+// Collects the lines put on the business message panel while it lives.
+class PanelRecorder
+{
+public:
+    PanelRecorder()
+    {
+        VeltraUtils::setBusiMsgSink([this](BusiMsgLevel level, const QString &line) {
+            QMutexLocker lock(&m_mutex);
+            m_lines.append({level, line});
+        });
+    }
+    ~PanelRecorder() { VeltraUtils::setBusiMsgSink(nullptr); }
+
+    // The lines' texts after the time stamp, with their level ("信息", "警告" ...).
+    QStringList lines() const
+    {
+        QMutexLocker lock(&m_mutex);
+        QStringList out;
+        for (const auto &l : m_lines)
+            out << l.second.mid(l.second.indexOf(QLatin1Char(' ')) + 1);
+        return out;
+    }
+    QStringList matching(const QString &part) const { return lines().filter(part); }
+    int warnings() const
+    {
+        QMutexLocker lock(&m_mutex);
+        int n = 0;
+        for (const auto &l : m_lines)
+            n += l.first == BusiMsgLevel::Warning ? 1 : 0;
+        return n;
+    }
+
+private:
+    mutable QMutex m_mutex;
+    QList<QPair<BusiMsgLevel, QString>> m_lines;
 };
 
 // Another page of the client that follows the list's click event (204804).

@@ -22,7 +22,9 @@
 class TestBackend
 {
 public:
-    explicit TestBackend(const QString &user = QStringLiteral("demo"), bool seed = true)
+    // quoteIntervalMs: how often the feed sends each subscribed symbol's record.
+    explicit TestBackend(const QString &user = QStringLiteral("demo"), bool seed = true,
+                         int quoteIntervalMs = 3000)
     {
         TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
         TzCore::setUserDataDir(m_dir.path());
@@ -31,6 +33,7 @@ public:
         BackendService::Options options;
         options.databasePath = m_dir.filePath(QStringLiteral("backend.sqlite"));
         options.seedDemo = seed;
+        options.quoteIntervalMs = quoteIntervalMs;
         QString error;
         m_started = m_backend.start(options, &error);
         if (!m_started)
@@ -43,6 +46,16 @@ public:
     {
         MessageBus::instance()->stop();
         m_backend.stop();
+        // The settings are written out now, while their folder exists, and later use
+        // goes to one file of the process that is removed when the process ends:
+        // nothing is left in the temporary folder.
+        TzCore::setSettingsFile(QCoreApplication::instance() ? processSettingsFile() : QString());
+    }
+
+    static QString processSettingsFile()
+    {
+        static QTemporaryDir dir;
+        return dir.filePath(QStringLiteral("settings.ini"));
     }
 
     bool ready() const { return m_started && m_loggedIn; }
@@ -79,9 +92,10 @@ public:
 
     // Another desk's client sends a request straight to the service (its answer goes to
     // that client id, which no bus of this process listens to).
-    void sendAsOtherDesk(quint64 clientId, const QString &type, const QVariantMap &header) const
+    void sendAsOtherDesk(quint64 clientId, const QString &type, const QVariantMap &header,
+                         const QList<QVariantMap> &rows = {}) const
     {
-        CMessageCommon request = message(type, header);
+        CMessageCommon request = message(type, header, rows);
         request.setRequestId(1);
         QMetaObject::invokeMethod(service(), "onClientFrame", Qt::QueuedConnection,
                                   Q_ARG(quint64, clientId), Q_ARG(QByteArray, request.toWire()));

@@ -9,7 +9,11 @@
 #include "veltrautils.h"
 #include "msgtypes.h"
 
+#include <QDir>
 #include <QHeaderView>
+#include <QHelpEvent>
+#include <QStandardPaths>
+#include <QToolTip>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -34,6 +38,7 @@ class tst_Framework : public QObject
 
 private slots:
     void initTestCase();
+    void cleanupTestCase();
     void keyIndexFollowsInsertsAndDeletes();
     void updateAnnouncesOnlyChangedCells();
     void rolesAndCheckMarks();
@@ -41,6 +46,8 @@ private slots:
     void showTypes_data();
     void showTypes();
     void businessMessagesReachTheSink();
+    void cutOffCellsShowTheirWholeText();
+    void fileDialogsStartWhereTheTraderWasLast();
     void eventIdsAndAccounts();
 
 private:
@@ -51,6 +58,11 @@ void tst_Framework::initTestCase()
 {
     TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
     TzCore::setSettingsFile(m_dir.filePath(QStringLiteral("settings.ini")));
+}
+
+void tst_Framework::cleanupTestCase()
+{
+    TzCore::setSettingsFile(QString());  // written out while its folder still exists
 }
 
 void tst_Framework::keyIndexFollowsInsertsAndDeletes()
@@ -205,6 +217,65 @@ void tst_Framework::businessMessagesReachTheSink()
     TzCore::settings()->setValue(QStringLiteral("Display/QtyShowType"), int(ShowWanYi));
     QCOMPARE(VeltraUtils::GetCurrentShowType(), ShowWanYi);
     TzCore::settings()->remove(QStringLiteral("Display/QtyShowType"));
+}
+
+void tst_Framework::cutOffCellsShowTheirWholeText()
+{
+    TzTableView view;
+    view.recordModel()->setColumnCount(9);
+    view.setKeyColumn(8);
+    const QString longName = QStringLiteral("沪深300指数增强组合第二期（备用）");
+    view.updateRecordDataList({row(QStringLiteral("A"), longName), row(QStringLiteral("B"), QStringLiteral("甲"))});
+    view.resize(400, 200);
+    view.setColumnWidth(0, 60);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    const auto tipAt = [&view](int r) -> QString {
+        QToolTip::hideText();
+        for (int waited = 0; QToolTip::isVisible() && waited < 2000; waited += 20)
+            QTest::qWait(20);
+        const QPoint pos = view.visualRect(view.recordModel()->index(r, 0)).center();
+        QHelpEvent help(QEvent::ToolTip, pos, view.viewport()->mapToGlobal(pos));
+        QCoreApplication::sendEvent(view.viewport(), &help);
+        return QToolTip::isVisible() ? QToolTip::text() : QStringLiteral("<none>");
+    };
+    QString tip = tipAt(0);
+    QCOMPARE(tip, longName);  // cut off: the whole name
+    tip = tipAt(1);
+    QCOMPARE(tip, QStringLiteral("<none>"));  // fits: no tooltip
+    view.setColumnWidth(0, 600);
+    tip = tipAt(0);
+    QCOMPARE(tip, QStringLiteral("<none>"));
+}
+
+void tst_Framework::fileDialogsStartWhereTheTraderWasLast()
+{
+    TzCore::settings()->remove(QStringLiteral("Dialogs/LastTableFolder"));
+    QStringList starts;
+    VeltraUtils::setOpenFileNameHook([&starts, this](QWidget *, const QString &, const QString &dir, const QString &) {
+        starts << dir;
+        return m_dir.filePath(QStringLiteral("in/组合.csv"));
+    });
+    VeltraUtils::setSaveFileNameHook([this](QWidget *, const QString &, const QString &suggested) {
+        return m_dir.filePath(QStringLiteral("out/") + suggested);
+    });
+    QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("in")) && QDir(m_dir.path()).mkpath(QStringLiteral("out")));
+
+    // First time: the documents folder, not the root of the home folder.
+    VeltraUtils::GetOpenTableFileName(nullptr, QStringLiteral("导入组合"), QString(), 0);
+    QCOMPARE(starts.last(), QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+    QVERIFY(QFileInfo(starts.last()).isDir());
+    // Then where the last file was opened, and where the last template was saved.
+    VeltraUtils::GetOpenTableFileName(nullptr, QStringLiteral("导入组合"), QString(), 0);
+    QCOMPARE(starts.last(), m_dir.filePath(QStringLiteral("in")));
+    QString saved, error;
+    QVERIFY(VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType::PortfolioNormal, nullptr, QString(),
+                                              &error, &saved));
+    QCOMPARE(QFileInfo(saved).absolutePath(), m_dir.filePath(QStringLiteral("out")));
+    VeltraUtils::GetOpenTableFileName(nullptr, QStringLiteral("导入组合"), QString(), 0);
+    QCOMPARE(starts.last(), m_dir.filePath(QStringLiteral("out")));
+    VeltraUtils::setOpenFileNameHook({});
+    VeltraUtils::setSaveFileNameHook({});
 }
 
 void tst_Framework::eventIdsAndAccounts()
