@@ -418,6 +418,26 @@ void TestBackend::portfoliosNumberedAndListedInCreationOrder()
         TestClient::portfolioBody(QStringLiteral("u"), QStringLiteral("intruder"),
                                   QString::number(na), QStringLiteral("x"), QString()));
     QCOMPARE(foreign.text(), QStringLiteral("组合不存在：%1").arg(na));
+
+    // A query for named portfolios answers just those of this user, in display order;
+    // numbers it does not have (deleted, another user's) are absent, not an error.
+    const auto named = [&client](const QString &who, const QStringList &numbers) {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::userID, who);
+        body.AddVaule(RequestField::portfolioNoList, numbers);
+        return client.request(MsgType::queryPortfolioRequest, body);
+    };
+    const QStringList wanted{d.value(RequestField::portfolioNo), QString::number(nc), QString::number(na)};
+    Reply some = named(user, wanted);
+    QVERIFY(some.ok());
+    QCOMPARE(rowsText(some.body.rows(), RequestField::portfolioName), QStringLiteral("甲,丁"));
+    some = named(QStringLiteral("intruder"), wanted);
+    QVERIFY(some.ok());
+    QCOMPARE(some.body.rows().size(), 0);
+    QStringList tooMany;
+    for (int i = 0; i < 501; ++i)
+        tooMany << QString::number(na + i);
+    QCOMPARE(named(user, tooMany).text(), QStringLiteral("一次最多查询500个组合，请求了501个"));
 }
 
 void TestBackend::portfolioNameRules_data()
