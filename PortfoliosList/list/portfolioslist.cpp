@@ -192,7 +192,7 @@ bool PortfoliosList::fillTable(QStringList *changed)
         for (const PortfolioDetailBasicInfo *detail : qAsConst(shown)) {
             if (m_rowStamps.value(detail->PortfolioNo(), ~quint64(0)) == stamps.value(detail->PortfolioNo()))
                 continue;
-            writeStoredRow(*detail, false);
+            writeStoredRow(*detail);
             if (changed)
                 *changed << detail->PortfolioNo();
         }
@@ -210,10 +210,10 @@ bool PortfoliosList::fillTable(QStringList *changed)
     return true;
 }
 
-void PortfoliosList::writeStoredRow(const PortfolioDetailBasicInfo &detail, bool append)
+void PortfoliosList::writeStoredRow(const PortfolioDetailBasicInfo &detail)
 {
     const RowRecord row = buildRow(detail);
-    if (append || !ui->tableWidget->updataRecordData(row))
+    if (!ui->tableWidget->updataRecordData(row))
         ui->tableWidget->addRecordData(row);
     m_rowStamps.insert(detail.PortfolioNo(), PortfolioListBasicInfo::GetInstance()->changeStamp(detail.PortfolioNo()));
 }
@@ -301,7 +301,7 @@ void PortfoliosList::slotPortfolioUpdated(QString portfolioNo)
         slotPortfolioRemoved(portfolioNo);
         return;
     }
-    writeStoredRow(*detail, false);
+    writeStoredRow(*detail);
     updateFiguresOf(portfolioNo);
 }
 

@@ -131,8 +131,8 @@ private:
     // rewritten (their numbers go to `changed`) and false is returned; otherwise every
     // row is replaced and true is returned.
     bool fillTable(QStringList *changed = nullptr);
-    // A row written from the store's current state of its portfolio.
-    void writeStoredRow(const PortfolioDetailBasicInfo &detail, bool append);
+    // A row written from the store's current state of its portfolio (appended when new).
+    void writeStoredRow(const PortfolioDetailBasicInfo &detail);
     // Figures of one portfolio into its row (columns 1, 2, 4, 5, 6).
     void writeFigures(const PortfolioDetailExtraInfo &extra);
     void updateFiguresOf(const QString &portfolioNo);
