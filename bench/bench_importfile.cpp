@@ -1,15 +1,20 @@
-// Import of a 10,000-line portfolio file, as .xlsx and as .csv.
+// Import of a 10,000-line portfolio file, as .xlsx and as .csv; and the worst an import
+// of a hostile file under the size limit takes, in time and in memory.
 
 #include "exchange.h"
 #include "portfolioimportfile.h"
+#include "xlsxtablesource.h"
 #include "tablefilereader.h"
 #include "securitycatalog.h"
 #include "tzcore.h"
+#include "zipwriter.h"
 
 #include <QByteArray>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QTextCodec>
 
 #include <benchmark/benchmark.h>
 #include <xlsxwriter.h>
@@ -17,6 +22,8 @@
 namespace {
 
 constexpr int Lines = 10000;
+constexpr qint64 XlsxMaxSheetBytes = XlsxTableSource::MaxSheetBytes;
+constexpr qint64 XlsxMaxSharedStringsBytes = XlsxTableSource::MaxSharedStringsBytes;
 
 struct BenchFiles
 {
@@ -155,6 +162,208 @@ void BM_ReadXlsxRows10k(benchmark::State &state)
     state.counters["rows"] = rows;
 }
 BENCHMARK(BM_ReadXlsxRows10k)->Unit(benchmark::kMillisecond);
+
+// Files made to cost an import as much as possible while staying under the size limit:
+// parts that inflate beyond their bounds, parts filled up to them with what is slowest
+// to read, directories that are slow to search, text tables of the largest size.
+struct HostileFile
+{
+    QString name;
+    QString path;
+};
+
+QByteArray header()
+{
+    return "<worksheet><sheetData><row r=\"1\"><c t=\"inlineStr\"><is><t>证券代码</t></is></c>"
+           "<c t=\"inlineStr\"><is><t>委托数量</t></is></c></row>";
+}
+
+QList<ZipPart> workbookWith(const ZipPart &sheet, const ZipPart &shared = ZipPart())
+{
+    const bool withShared = !shared.deflated.isEmpty() || !shared.data.isEmpty();
+    QList<ZipPart> parts = workbookParts("<worksheet/>", withShared ? "<sst/>" : QByteArray());
+    parts[2] = sheet;
+    parts[2].name = "xl/worksheets/sheet1.xml";
+    if (withShared) {
+        parts[3] = shared;
+        parts[3].name = "xl/sharedStrings.xml";
+    }
+    return parts;
+}
+
+QVector<HostileFile> writeHostileFiles(const QDir &dir)
+{
+    QVector<HostileFile> files;
+    const auto add = [&](const QString &name, const QByteArray &bytes) {
+        const QString path = dir.filePath(name);
+        QFile out(path);
+        if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size())
+            qFatal("cannot write %s", qPrintable(path));
+        files.append({name, path});
+    };
+    const QByteArray spaces(1 << 20, ' ');
+    const QByteArray deflatedSpaces = rawDeflate(spaces, Z_FULL_FLUSH);
+    const auto bomb = [&](const QByteArray &name) {
+        // Claims 500 bytes, inflates to 4 GiB.
+        ZipPart inflating(name);
+        inflating.deflated = deflatedSpaces.repeated(4096) + QByteArray::fromHex("0300");
+        inflating.size = 500;
+        return inflating;
+    };
+    const ZipPart headerOnly("", header() + "</sheetData></worksheet>");
+    QList<ZipPart> parts = workbookWith(headerOnly);
+    parts[0] = bomb("xl/workbook.xml");
+    add("workbook-bomb.xlsx", zipArchive(parts));
+    add("shared-strings-bomb.xlsx", zipArchive(workbookWith(headerOnly, bomb("sst"))));
+    add("sheet-bomb.xlsx", zipArchive(workbookWith(bomb("sheet"))));
+
+    // The sheet at its bound with the most tokens per byte: rows of twelve thousand empty
+    // cells in columns nobody reads, a letter of text between each two.
+    const QByteArray tinyTokens = "<row>" + QByteArray("x<c/>").repeated(12800) + "</row>";
+    const auto rowsFitting = [](const QByteArray &row) {
+        return int(XlsxMaxSheetBytes / row.size()) - 1;
+    };
+    const int rows = rowsFitting(tinyTokens);
+    add("sheet-of-tiny-tokens.xlsx",
+        zipArchive(workbookWith(repeatedPart("", {{header(), 1}, {tinyTokens, rows},
+                                                  {"</sheetData></worksheet>", 1}}))));
+    // The sheet at its bound again: codes of character references, each to decode.
+    const QByteArray referenceRow = "<row><c t=\"inlineStr\"><is><t>"
+                                    + QByteArray("&#x37;").repeated(5000)
+                                    + "</t></is></c><c><v>100</v></c></row>";
+    add("sheet-of-references.xlsx",
+        zipArchive(workbookWith(repeatedPart("", {{header(), 1},
+                                                  {referenceRow, rowsFitting(referenceRow)},
+                                                  {"</sheetData></worksheet>", 1}}))));
+    // A long text shared by the used cells of a hundred thousand lines.
+    const QByteArray sharedRow = "<row><c t=\"s\"><v>0</v></c><c t=\"s\"><v>0</v></c></row>";
+    add("shared-long-text.xlsx",
+        zipArchive(workbookWith(repeatedPart("", {{header(), 1}, {sharedRow, 100000},
+                                                  {"</sheetData></worksheet>", 1}}),
+                                ZipPart("", "<sst><si><t>=\"" + QByteArray(16 << 20, '7')
+                                                + "\"</t></si></sst>"))));
+    // One row as wide as Excel allows, every cell a long text in a column nobody reads.
+    const QByteArray wideCell =
+        "<c t=\"inlineStr\"><is><t>" + QByteArray(3000, 'w') + "</t></is></c>";
+    add("one-huge-row.xlsx",
+        zipArchive(workbookWith(repeatedPart("", {{header(), 1}, {"<row>", 1},
+                                                  {wideCell, TableFileReader::MaxColumns},
+                                                  {"</row></sheetData></worksheet>", 1}}))));
+    // Shared strings at their bound: as many tiny strings as fit.
+    const QByteArray tiny = "<si><t>&#x41;</t></si>";
+    const int tinyCount = int(XlsxMaxSharedStringsBytes / tiny.size()) - 1;
+    add("shared-strings-of-tiny-texts.xlsx",
+        zipArchive(workbookWith(headerOnly,
+                                repeatedPart("", {{"<sst>", 1},
+                                                  {tiny, tinyCount},
+                                                  {"</sst>", 1}}))));
+    // A directory that is slow to search: large extra fields, and parts by the hundred
+    // thousand.
+    parts = workbookWith(ZipPart("", header() + "<row><c t=\"inlineStr\"><is><t>600519</t></is></c>"
+                                     "<c><v>100</v></c></row></sheetData></worksheet>"));
+    QList<ZipPart> extras = parts;
+    for (int i = 0; i < 500; ++i)
+        extras.append(ZipPart("xl/media/" + QByteArray::number(i), "x"));
+    for (ZipPart &part : extras)
+        part.extraFieldBytes = 60000;
+    add("extra-fields.xlsx", zipArchive(extras));
+    for (int i = 0; i < 600000; ++i)
+        parts.append(ZipPart(QByteArray::number(i), QByteArray()));
+    add("six-hundred-thousand-parts.xlsx", zipArchive(parts));
+
+    // Text tables of the largest size: every line a bad one with the longest cell Excel
+    // allows; Chinese text in GB18030; UTF-8 with broken bytes everywhere.
+    const qint64 csvBytes = TableFileReader::MaxFileBytes - 1024;
+    const QByteArray longLine = QByteArray(32767, '7') + ",100\n";
+    add("long-cells.csv", "证券代码,委托数量\n" + longLine.repeated(int(csvBytes / longLine.size())));
+    const QByteArray chinese = QTextCodec::codecForName("GB18030")->fromUnicode(
+        QStringLiteral("600519,100,贵州茅台酿酒股份有限公司贵州茅台酿酒股份有限公司\n"));
+    add("gb18030.csv",
+        QTextCodec::codecForName("GB18030")->fromUnicode(QStringLiteral("证券代码,委托数量,证券名称\n"))
+            + chinese.repeated(int(csvBytes / chinese.size())));
+    const QByteArray broken = "600519,100,\xE9\x80\xE9\x80\xE9\x80\xE9\x80\n";
+    add("broken-utf8.csv", "证券代码,委托数量,证券名称\n" + broken.repeated(int(csvBytes / broken.size())));
+    add("separators-only.csv", QByteArray(int(csvBytes), ','));
+    const QByteArray wideField = ',' + QByteArray(4000, 'w');
+    add("one-huge-csv-row.csv", "证券代码,委托数量\n600519,100"
+                                    + wideField.repeated(int(csvBytes / wideField.size()) - 1)
+                                    + '\n');
+    return files;
+}
+
+// Written once and removed at exit; with TZ_BENCH_HOSTILE_DIR set, written there and
+// kept, so that one of them can be looked at on its own.
+const QVector<HostileFile> &hostileFiles()
+{
+    static QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/tz_bench_hostile-XXXXXX"));
+    static const QVector<HostileFile> files = [] {
+        const QString kept = qEnvironmentVariable("TZ_BENCH_HOSTILE_DIR");
+        if (!kept.isEmpty())
+            QDir().mkpath(kept);
+        return writeHostileFiles(QDir(kept.isEmpty() ? dir.path() : kept));
+    }();
+    return files;
+}
+
+// Peak resident memory since the last reset, from the kernel's own high-water mark.
+double peakResidentMiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0.0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toDouble() / 1024.0;
+    }
+    return 0.0;
+}
+
+void resetPeakResident()
+{
+    QFile clear(QStringLiteral("/proc/self/clear_refs"));
+    if (clear.open(QIODevice::WriteOnly))
+        clear.write("5");
+}
+
+// Every hostile file once per iteration; the counters are the slowest import and the
+// highest peak of resident memory of the benchmark process (the catalogue and Qt
+// included) during any one of them.
+void BM_HostileFiles(benchmark::State &state)
+{
+    const QVector<HostileFile> &files = hostileFiles();
+    double worstMs = 0.0;
+    double peakMiB = 0.0;
+    QString slowest;
+    QString largest;
+    for (auto _ : state) {
+        for (const HostileFile &file : files) {
+            resetPeakResident();
+            QElapsedTimer timer;
+            timer.start();
+            QString error;
+            QVariantMap extension;
+            benchmark::DoNotOptimize(PortfolioImportFile::read(file.path, error, extension));
+            const double ms = double(timer.nsecsElapsed()) / 1e6;
+            const double mib = peakResidentMiB();
+            if (qEnvironmentVariableIsSet("TZ_BENCH_VERBOSE"))
+                qInfo("%-36s %8.1f ms %6.1f MiB  %s", qPrintable(file.name), ms, mib,
+                      qPrintable(error.left(60)));
+            if (ms > worstMs) {
+                worstMs = ms;
+                slowest = file.name;
+            }
+            if (mib > peakMiB) {
+                peakMiB = mib;
+                largest = file.name;
+            }
+        }
+    }
+    state.counters["files"] = files.size();
+    state.counters["worst_ms"] = worstMs;
+    state.counters["peak_MiB"] = peakMiB;
+    state.SetLabel((slowest + QLatin1Char('|') + largest).toStdString());
+}
+BENCHMARK(BM_HostileFiles)->Iterations(1)->Repetitions(1)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

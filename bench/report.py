@@ -10,9 +10,10 @@ out, root = sys.argv[1], sys.argv[2]
 
 # name -> (label, kind, target); kind "ms" is a time per run, "rate" items per second.
 TARGETS = {
-    "BM_ImportXlsx10k": ("read a 10,000-line .xlsx", "ms", 60),
+    "BM_ImportXlsx10k": ("read a 10,000-line .xlsx", "ms", 20),
     "BM_ImportCsv10k": ("read a 10,000-line .csv", "ms", 15),
     "BM_ReadXlsxRows10k": ("rows of the same .xlsx only (no line checks)", "ms", None),
+    "BM_HostileFiles": ("hostile import files", "hostile", None),
     "BM_UpdateQuote": ("UpdateQuote", "rate", 2_000_000),
     "BM_CalculateExtraInfo_1000x200": ("CalculateExtraInfo over 1,000 portfolios x 200 lines", "ms", 10),
     "BM_QuotePath_BusToQuoteSignal": ("market records from the bus to quotationInfoUpdate", "rate", 300_000),
@@ -39,12 +40,22 @@ for path in sorted(glob.glob(os.path.join(out, "*.json"))):
     except ValueError:
         continue
     for b in data.get("benchmarks", []):
-        if b.get("aggregate_name") != "median":
-            continue
         name = b["run_name"].split("/")[0]
+        # The hostile files run once (their figures are maxima); the others as medians.
+        if b.get("aggregate_name") != "median" and name != "BM_HostileFiles":
+            continue
         ms = b["real_time"] * TO_MS[b["time_unit"]]
         figures[name] = ms
         label, kind, target = TARGETS.get(name, (name, "ms", None))
+        if kind == "hostile":
+            slowest, _, largest = b.get("label", "|").partition("|")
+            worst, peak = b.get("worst_ms", 0.0), b.get("peak_MiB", 0.0)
+            count = b.get("files", 0)
+            print(f"worst import of {count:.0f} hostile files: {worst:.0f} ms ({slowest})"
+                  f" (target <= 2000 ms) {'ok' if worst <= 2000 else 'MISSED'}")
+            print(f"peak memory importing them: {peak:.0f} MiB resident ({largest})"
+                  f" (target <= 300 MiB) {'ok' if peak <= 300 else 'MISSED'}")
+            continue
         if kind == "rate":
             rate = b.get("items_per_second", 0.0)
             verdict = "" if target is None else (" ok" if rate >= target else " MISSED")

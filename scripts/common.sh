@@ -9,22 +9,28 @@ TZ_PACKAGES=(
   g++ cmake make pkg-config ccache
   qtbase5-dev libqt5sql5-sqlite libqt5sql5-psql libqt5websockets5-dev
   libquazip1-qt5-dev libxlsxwriter-dev libbenchmark-dev
+  zlib1g-dev                # inflating the parts of an .xlsx as they are read
   fonts-noto-cjk            # Chinese glyphs in the client and its screenshots
   qttranslations5-l10n      # Qt's own texts (file dialogs, message-box buttons) in Chinese
   python3-openpyxl          # benchmark comparison only
 )
 
-tz_missing_packages() {
+# What tests/fuzz/run.sh needs besides: clang and its libFuzzer and sanitizer runtimes.
+TZ_FUZZ_PACKAGES=(clang libclang-rt-dev)
+
+tz_missing_packages() {  # [package...], by default TZ_PACKAGES
   local missing=()
-  for p in "${TZ_PACKAGES[@]}"; do
+  local wanted=("$@")
+  [ ${#wanted[@]} -eq 0 ] && wanted=("${TZ_PACKAGES[@]}")
+  for p in "${wanted[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
   done
   echo "${missing[@]}"
 }
 
-tz_install_packages() {
+tz_install_packages() {  # [package...], by default TZ_PACKAGES
   local missing
-  missing=$(tz_missing_packages)
+  missing=$(tz_missing_packages "$@")
   [ -z "$missing" ] && return 0
   if [ "$(id -u)" -ne 0 ]; then
     echo "Missing packages. Install them with:" >&2

@@ -29,14 +29,17 @@ const QVector<TemplateColumn> &allColumns()
         {QStringLiteral("证券代码"),
          {QStringLiteral("600519"), QStringLiteral("000001"), QStringLiteral("00700")}, false, 12,
          QStringLiteral("必填。6位A股、ETF、债券代码或5位港股代码，也可写成600519.SH；"
-                        "该列为文本格式，以保留开头的0")},
+                        "该列为文本格式，以保留开头的0。丢了开头0的代码（如700）可能是A股也可能是"
+                        "港股，按市场或证券名称区分，都不能区分的行不导入")},
         {QStringLiteral("市场"),
          {QStringLiteral("SH"), QStringLiteral("SZ"), QStringLiteral("HHK")}, false, 8,
          QStringLiteral("SH上交所、SZ深交所、BJ北交所、HHK沪港通、SZHK深港通，也可填中文名称；"
                         "不填时取该证券的第一个交易市场")},
         {QStringLiteral("证券名称"),
          {QStringLiteral("贵州茅台"), QStringLiteral("平安银行"), QStringLiteral("腾讯控股")},
-         false, 12, QStringLiteral("仅供查看，导入时以系统中的证券名称为准")},
+         false, 12,
+         QStringLiteral("用于核对：导入时以系统中的证券名称为准；名称是同一代码另一只证券的，"
+                        "该行不导入")},
         {QStringLiteral("委托方向"),
          {QStringLiteral("买入"), QStringLiteral("买入"), QStringLiteral("卖出")}, false, 10,
          QStringLiteral("未指定、买入、卖出、担保品买入、担保品卖出、融资买入、卖券还款、"
@@ -46,7 +49,7 @@ const QVector<TemplateColumn> &allColumns()
          QStringLiteral("不小于0的整数；委托数量与相对权重每行至少有一个大于0")},
         {QStringLiteral("相对权重"),
          {QStringLiteral("0.5"), QStringLiteral("0.3"), QStringLiteral("0.2")}, true, 10,
-         QStringLiteral("不小于0的数，各行按比例换算，合计无须为1")},
+         QStringLiteral("不小于0的数，也可写成百分数（如30%），各行按比例换算，合计无须为1")},
         {QStringLiteral("委托类型"),
          {QStringLiteral("0"), QStringLiteral("0"), QStringLiteral("0")}, false, 10,
          QStringLiteral("不填为0（普通委托）")},
@@ -61,15 +64,16 @@ const QVector<TemplateColumn> &allColumns()
          QStringLiteral("算法委托的价格限制：买入不高于、卖出不低于该价；不填为0，表示不限价")},
         {QStringLiteral("资金账号"), {QStringLiteral("100012345678"), QString(), QString()},
          false, 14,
-         QStringLiteral("算法参数，整个组合一个值：填在第一行即可，其他行如填写须与第一行相同")},
+         QStringLiteral("算法参数，整个组合一个值：填在第一行即可，其他行如填写须与第一行相同；"
+                        "该列须为文本格式，否则Excel会把长账号改成科学计数法（如1.00012E+11）")},
         {QStringLiteral("算法名称"), {QStringLiteral("TWAP"), QString(), QString()}, false, 10,
          QStringLiteral("算法参数，同资金账号")},
         {QStringLiteral("开始时间"), {QStringLiteral("09:30:00"), QString(), QString()}, false,
-         10, QStringLiteral("算法参数，时:分:秒")},
+         10, QStringLiteral("算法参数，时:分:秒，或日期和时间（如2024-03-15 09:30:00）")},
         {QStringLiteral("结束时间"), {QStringLiteral("14:57:00"), QString(), QString()}, false,
-         10, QStringLiteral("算法参数，时:分:秒")},
+         10, QStringLiteral("算法参数，同开始时间，须晚于开始时间")},
         {QStringLiteral("参与率"), {QStringLiteral("0.1"), QString(), QString()}, true, 8,
-         QStringLiteral("算法参数，占市场成交量的比例，0.1表示10%")},
+         QStringLiteral("算法参数，占市场成交量的比例，0.1或10%均表示一成")},
     };
     return columns;
 }
@@ -169,7 +173,7 @@ bool PortfolioTemplateWriter::write(TemplateFileType type, const QString &path, 
     const lxw_row_t note = lxw_row_t(columns.size() + 2);
     worksheet_write_string(help, note, 0, "注意", nullptr);
     worksheet_write_string(help, note, 1,
-                           "导入时只读取第一个工作表，第1行为列名，列的顺序不限；"
+                           "导入时只读取第一个可见的工作表，第1行为列名，列的顺序不限；"
                            "示例行请替换为实际的组合明细",
                            wrap);
 

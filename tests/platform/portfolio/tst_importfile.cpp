@@ -4,6 +4,7 @@
 #include "tzcore.h"
 #include "veltrautils.h"
 #include "xmlpullscanner.h"
+#include "zipwriter.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -22,8 +23,8 @@ Q_DECLARE_METATYPE(TemplateFileType)
 
 namespace {
 
-// A row for writeXlsx: a QString is written as a shared string, a number as a number,
-// an invalid QVariant leaves the cell out.
+// A row for writeXlsx: a QString is written as a shared string (or as a formula when it
+// starts with '='), a number as a number, an invalid QVariant leaves the cell out.
 using Cells = QVariantList;
 
 void writeSheet(lxw_worksheet *sheet, const QList<Cells> &rows)
@@ -31,8 +32,11 @@ void writeSheet(lxw_worksheet *sheet, const QList<Cells> &rows)
     for (int r = 0; r < rows.size(); ++r) {
         for (int c = 0; c < rows.at(r).size(); ++c) {
             const QVariant &v = rows.at(r).at(c);
-            if (v.type() == QVariant::String)
-                worksheet_write_string(sheet, r, c, v.toString().toUtf8().constData(), nullptr);
+            const QByteArray text = v.toString().toUtf8();
+            if (v.type() == QVariant::String && text.startsWith('='))
+                worksheet_write_formula(sheet, r, c, text.constData(), nullptr);
+            else if (v.type() == QVariant::String)
+                worksheet_write_string(sheet, r, c, text.constData(), nullptr);
             else if (v.type() == QVariant::Bool)
                 worksheet_write_boolean(sheet, r, c, v.toBool(), nullptr);
             else if (v.isValid())
@@ -41,12 +45,20 @@ void writeSheet(lxw_worksheet *sheet, const QList<Cells> &rows)
     }
 }
 
-void writeXlsx(const QString &path, const QList<Cells> &rows, const QList<Cells> &second = {})
+void writeXlsx(const QString &path, const QList<Cells> &rows, const QList<Cells> &second = {},
+               bool firstHidden = false)
 {
     lxw_workbook *book = workbook_new(QFile::encodeName(path).constData());
-    writeSheet(workbook_add_worksheet(book, "明细"), rows);
-    if (!second.isEmpty())
-        writeSheet(workbook_add_worksheet(book, "其他"), second);
+    lxw_worksheet *first = workbook_add_worksheet(book, "明细");
+    writeSheet(first, rows);
+    if (!second.isEmpty()) {
+        lxw_worksheet *other = workbook_add_worksheet(book, "其他");
+        writeSheet(other, second);
+        if (firstHidden) {
+            worksheet_activate(other);
+            worksheet_hide(first);
+        }
+    }
     QCOMPARE(int(workbook_close(book)), int(LXW_NO_ERROR));
 }
 
@@ -122,6 +134,52 @@ QStringList scanTokens(const QByteArray &xml, int readSize, QString *error = nul
     }
 }
 
+// A sheet of inline strings: the header 证券代码, 委托数量 and one line.
+QByteArray plainSheet(const QByteArray &code, const QByteArray &quantity)
+{
+    return "<worksheet><sheetData><row><c t=\"inlineStr\"><is><t>证券代码</t></is></c>"
+           "<c t=\"inlineStr\"><is><t>委托数量</t></is></c></row><row><c t=\"inlineStr\"><is><t>"
+           + code + "</t></is></c><c><v>" + quantity + "</v></c></row></sheetData></worksheet>";
+}
+
+struct Imported
+{
+    QStringList lines;
+    QString error;
+    QVariantMap extension;
+};
+
+Imported importFile(const QString &path)
+{
+    Imported result;
+    result.lines = describe(PortfolioImportFile::read(path, result.error, result.extension));
+    return result;
+}
+
+// An OLE compound file as old Office programs write it, down to what tells its kind: the
+// name of one of its streams, kept in UTF-16 in a directory sector.
+QByteArray compoundFile(const char *streamName)
+{
+    QByteArray entry(128, '\0');
+    for (int i = 0; streamName[i]; ++i)
+        entry[2 * i] = streamName[i];
+    return QByteArray::fromHex("D0CF11E0A1B11AE1") + QByteArray(1016, '\0') + entry
+           + QByteArray(384, '\0');
+}
+
+QByteArray utf16(const QString &text, bool bigEndian, bool withMark)
+{
+    QByteArray bytes;
+    if (withMark)
+        bytes += bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+    for (QChar c : text) {
+        const char high = char(c.unicode() >> 8);
+        const char low = char(c.unicode() & 0xFF);
+        bytes += bigEndian ? QByteArray(1, high) + low : QByteArray(1, low) + high;
+    }
+    return bytes;
+}
+
 const QByteArray workbookXml =
     "<workbook xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\" "
     "xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\">"
@@ -161,6 +219,18 @@ private slots:
     void fileFaults_data();
     void fileFaults();
     void unreadableFile();
+
+    // One test per kind of fault that once let a wrong line through or the client down.
+    void codesThatLostTheirZerosAreDecidedByNameOrRefused();
+    void eachCellYieldsOneTrustedValue();
+    void partsAndMessagesAreBounded();
+    void repeatedTextAndLargeDirectoriesAreReadOnce();
+    void rowNumbersStayInExcelsRange();
+    void fileKindsAndEncodingsAreRecognised_data();
+    void fileKindsAndEncodingsAreRecognised();
+    void obviousFormsAreTakenAmbiguousOnesRefused();
+    void algorithmParametersAreConvertedOrRefused();
+    void firstVisibleSheetIsRead();
 
 private:
     QString path(const QString &name) const { return m_dir.filePath(name); }
@@ -423,14 +493,15 @@ void TestImportFile::csvQuotedFields()
     QString error;
     QVariantMap extension;
     const QList<PortfolioItem> items = PortfolioImportFile::read(file, error, extension);
-    QCOMPARE(error, QString("第4行：代码999999不存在"));
+    QCOMPARE(error, QString("文件“quoted.csv”有1行未通过校验，其余2行可以导入：\n"
+                            "第4行：证券代码“999999”不存在"));
     QCOMPARE(describe(items),
              QStringList({"600519.SH SH 贵州茅台 买入 q=1000 w=0 0/0 p=0 l=0",
                           "000001.SZ SZ 平安银行 买入 q=100 w=0 0/0 p=0 l=0"}));
 
     writeFile(file, "证券代码,委托数量\n600519,100\n\"000001,200\n");
     QVERIFY(PortfolioImportFile::read(file, error, extension).isEmpty());
-    QCOMPARE(error, QString("文件格式错误：第3行的引号没有配对"));
+    QCOMPARE(error, QString("文件“quoted.csv”无法导入：文件格式错误：第3行的引号没有配对"));
 }
 
 void TestImportFile::longFaultListIsCut()
@@ -445,9 +516,10 @@ void TestImportFile::longFaultListIsCut()
     QVariantMap extension;
     QCOMPARE(PortfolioImportFile::read(file, error, extension).size(), 1);
     const QStringList lines = error.split('\n');
-    QCOMPARE(lines.size(), 21);
-    QVERIFY(lines.first().startsWith(QStringLiteral("第3行：")));
-    QVERIFY(lines.at(19).startsWith(QStringLiteral("第22行：")));
+    QCOMPARE(lines.size(), 22);
+    QCOMPARE(lines.first(), QStringLiteral("文件“manybad.csv”有30行未通过校验，其余1行可以导入："));
+    QVERIFY(lines.at(1).startsWith(QStringLiteral("第3行：")));
+    QVERIFY(lines.at(20).startsWith(QStringLiteral("第22行：")));
     QCOMPARE(lines.last(), QStringLiteral("……另有10行未通过校验"));
 }
 
@@ -477,18 +549,20 @@ void TestImportFile::badLinesAreNamedByRow()
              QStringList({"600519.SH SH 贵州茅台 买入 q=100 w=0 0/0 p=1500 l=0",
                           "600000.SH SH 浦发银行 买入 q=0 w=0.25 0/0 p=0 l=0"}));
     QCOMPARE(error.split('\n'),
-             QStringList({"第3行：代码123456不存在",
-                          "第4行：代码600519不在市场SZ交易",
-                          "第5行：委托数量1.5无效，应为不小于0的整数",
-                          "第6行：相对权重-1无效，应为不小于0的数",
-                          "第7行：委托方向买无效",
+             QStringList({"文件“mixed.csv”有12行未通过校验，其余2行可以导入：",
+                          "第3行：证券代码“123456”不存在",
+                          "第4行：证券代码“600519”不在市场“SZ”交易",
+                          "第5行：委托数量“1.5”无效，应为不小于0的整数",
+                          "第6行：相对权重“-1”无效，应为不小于0的数",
+                          "第7行：委托方向“买”无效",
                           "第8行：委托数量和相对权重不能都为0",
                           "第10行：与第2行重复（600519.SH SH）",
-                          "第11行：代码000003（PT金田A）已退市",
-                          "第12行：市场NY无效",
-                          "第13行：委托数量abc无效，应为不小于0的整数；委托价格-3无效",
+                          "第11行：证券代码“000003”（PT金田A）已退市",
+                          "第12行：市场“NY”无效",
+                          "第13行：委托数量“abc”无效，应为不小于0的整数；"
+                          "委托价格“-3”无效，应为不小于0的数",
                           "第14行：证券代码为空",
-                          "第15行：代码00700不在市场SH交易"}));
+                          "第15行：证券代码“00700”不在市场“SH”交易"}));
 }
 
 void TestImportFile::allLinesBad()
@@ -498,12 +572,13 @@ void TestImportFile::allLinesBad()
     QString error;
     QVariantMap extension;
     QVERIFY(PortfolioImportFile::read(file, error, extension).isEmpty());
-    QCOMPARE(error, QString("文件中没有有效的组合明细\n第2行：代码999999不存在\n"
-                            "第3行：相对权重很多无效，应为不小于0的数"));
+    QCOMPARE(error, QString("文件“allbad.xlsx”中没有可导入的组合明细，2行未通过校验：\n"
+                            "第2行：证券代码“999999”不存在\n"
+                            "第3行：相对权重“很多”无效，应为不小于0的数"));
 
     writeFile(path("header-only.csv"), "证券代码,委托数量\n\n");
     QVERIFY(PortfolioImportFile::read(path("header-only.csv"), error, extension).isEmpty());
-    QCOMPARE(error, QString("文件中没有有效的组合明细"));
+    QCOMPARE(error, QString("文件“header-only.csv”无法导入：列名行之后没有组合明细"));
 }
 
 // Portfolio-level columns: the first value of an accepted line holds; a line that
@@ -522,8 +597,10 @@ void TestImportFile::algoParameters()
     const QList<PortfolioItem> items = PortfolioImportFile::read(file, error, extension);
     QCOMPARE(items.size(), 2);
     QCOMPARE(items.at(0).AlgoLimitPrice(), 1600.0);
-    QCOMPARE(error, QString("第2行：代码999999不存在\n第5行：算法参数与首行不一致：资金账号为"
-                            "8800002，第3行为8800001"));
+    QCOMPARE(error, QString("文件“algo.xlsx”有2行未通过校验，其余2行可以导入：\n"
+                            "第2行：证券代码“999999”不存在\n"
+                            "第5行：资金账号“8800002”与第3行的“8800001”不一致"
+                            "（算法参数整个组合只有一个值）"));
     QCOMPARE(extension.value(Portfolio::portType).toString(), QString("algo"));
     const QVariantMap expected = {{ImportField::FundAccount, "8800001"},
                                   {ImportField::AlgoName, "VWAP"},
@@ -539,31 +616,34 @@ void TestImportFile::fileFaults_data()
     QTest::addColumn<QString>("expected");
 
     writeFile(path("nocode.csv"), "代码,委托数量\n600519,100\n");
-    QTest::newRow("no code column") << "nocode.csv" << "文件缺少“证券代码”列";
+    QTest::newRow("no code column")
+        << "nocode.csv"
+        << "第1行应为列名，但没有“证券代码”列（该行为“代码”、“委托数量”；"
+           "文件按文本表格，UTF-8编码，逗号分隔读取）";
     writeFile(path("noqty.csv"), "证券代码,委托价格\n600519,100\n");
     QTest::newRow("neither quantity nor weight column")
-        << "noqty.csv" << "文件缺少“委托数量”列或“相对权重”列";
+        << "noqty.csv" << "没有“委托数量”列或“相对权重”列，至少需要其中之一";
+    writeFile(path("twice.csv"), "证券代码,委托数量,委托数量\n600519,100,200\n");
+    QTest::newRow("a known column twice")
+        << "twice.csv" << "第1行有两个“委托数量”列（B列和C列），无法确定用哪一个";
     writeFile(path("empty.csv"), "");
-    QTest::newRow("empty file") << "empty.csv" << "文件为空";
+    QTest::newRow("empty file") << "empty.csv" << "文件中没有内容";
     QTest::newRow("missing file") << "absent.xlsx" << "文件不存在";
     writeFile(path("list.txt"), "证券代码\n600519\n");
     QTest::newRow("unsupported extension") << "list.txt" << "不支持的文件类型“.txt”";
-    writeFile(path("old.xls"), QByteArray::fromHex("D0CF11E0A1B11AE1"));
-    QTest::newRow("old Excel format") << "old.xls" << "不支持旧版Excel格式（.xls）";
-    writeFile(path("renamed.xlsx"), QByteArray::fromHex("D0CF11E0A1B11AE1") + QByteArray(600, 0));
-    QTest::newRow("old Excel file renamed .xlsx")
-        << "renamed.xlsx" << "文件是旧版Excel格式（.xls）";
 
     writeXlsx(path("whole.xlsx"), {{"证券代码", "委托数量"}, {"600519", 100.0}});
     QFile whole(path("whole.xlsx"));
     QVERIFY(whole.open(QIODevice::ReadOnly));
     writeFile(path("truncated.xlsx"), whole.read(whole.size() / 2));
-    QTest::newRow("truncated zip") << "truncated.xlsx" << "文件不是有效的.xlsx文件";
+    QTest::newRow("truncated zip")
+        << "truncated.xlsx" << "它不是有效的Excel工作簿：压缩包不完整或已损坏（找不到文件目录）";
     QByteArray noise(4096, 0);
     for (int i = 0; i < noise.size(); ++i)
         noise[i] = char((i * 7919 + 13) % 251);
     writeFile(path("noise.xlsx"), noise);
-    QTest::newRow("random bytes named .xlsx") << "noise.xlsx" << "文件不是有效的.xlsx文件";
+    QTest::newRow("random bytes named .xlsx")
+        << "noise.xlsx" << "它既不是Excel工作簿，也不是文本表格（含有二进制内容）";
 
     const QByteArray badSheet = "<worksheet><sheetData><row r=\"1\">"
                                 "<c t=\"inlineStr\"><is><t>证券代码</t></is></c>"
@@ -573,19 +653,19 @@ void TestImportFile::fileFaults_data()
                                    {"xl/_rels/workbook.xml.rels", relsXml},
                                    {"xl/worksheets/data.xml", badSheet}});
     QTest::newRow("malformed sheet XML")
-        << "badxml.xlsx" << "文件已损坏：xl/worksheets/data.xml不是有效的XML";
+        << "badxml.xlsx" << "工作表“data”已损坏：不是有效的XML（第1行：结束标签</x>与开始标签不匹配）";
     writeZip(path("badrels.xlsx"), {{"xl/workbook.xml", workbookXml},
                                     {"xl/_rels/workbook.xml.rels", "<Relationships><"}});
     QTest::newRow("malformed relationships XML")
-        << "badrels.xlsx" << "文件已损坏：xl/_rels/workbook.xml.rels不是有效的XML";
+        << "badrels.xlsx" << "工作簿关系表（xl/_rels/workbook.xml.rels）已损坏：不是有效的XML";
     writeZip(path("nosheet.xlsx"), {{"docProps/app.xml", "<Properties/>"}});
-    QTest::newRow("zip without a worksheet") << "nosheet.xlsx" << "文件中没有工作表";
+    QTest::newRow("zip without a workbook") << "nosheet.xlsx" << "这是一个压缩包，其中没有Excel工作簿";
 
     QByteArray lines = "证券代码,委托数量\n";
     for (int i = 0; i <= PortfolioImportFile::MaxDataLines; ++i)
         lines += "600519,100\n";
     writeFile(path("manylines.csv"), lines);
-    QTest::newRow("too many lines") << "manylines.csv" << "文件中的明细超过100000行";
+    QTest::newRow("too many lines") << "manylines.csv" << "明细超过100000行，请分成多个文件导入";
     QFile big(path("big.csv"));
     QVERIFY(big.open(QIODevice::WriteOnly));
     QVERIFY(big.resize(TableFileReader::MaxFileBytes + 1));
@@ -600,6 +680,8 @@ void TestImportFile::fileFaults()
     QString error;
     QVariantMap extension = {{"left", "over"}};
     QVERIFY(PortfolioImportFile::read(path(fileName), error, extension).isEmpty());
+    QVERIFY2(error.startsWith(QStringLiteral("文件“") + fileName + QStringLiteral("”无法导入：")),
+             qPrintable(error));
     QVERIFY2(error.contains(expected), qPrintable(error));
     QVERIFY(extension.isEmpty());
 }
@@ -614,7 +696,430 @@ void TestImportFile::unreadableFile()
     QString error;
     QVariantMap extension;
     QVERIFY(PortfolioImportFile::read(file, error, extension).isEmpty());
-    QVERIFY2(error.startsWith("文件无法打开"), qPrintable(error));
+    QVERIFY2(error.startsWith("文件“locked.csv”无法导入：文件无法打开"), qPrintable(error));
+}
+
+// Excel keeps 00700 as 700 and 00005 as 5 when the column is not text: the name column
+// decides between the A share and the Hong Kong stock, or the market does; a line where
+// nothing decides, or where name and code disagree, is refused, never guessed.
+void TestImportFile::codesThatLostTheirZerosAreDecidedByNameOrRefused()
+{
+    const QString book = path("lostzeros.xlsx");
+    writeXlsx(book, {{"证券代码", "证券名称", "委托数量"},
+                     {700.0, "腾讯控股", 100.0},
+                     {5.0, "汇丰控股", 200.0},
+                     {5.0, QVariant(), 300.0}});
+    Imported result = importFile(book);
+    QCOMPARE(result.lines,
+             QStringList({"00700.HK HHK 腾讯控股 买入 q=100 w=0 0/0 p=0 l=0",
+                          "00005.HK HHK 汇丰控股 买入 q=200 w=0 0/0 p=0 l=0"}));
+    QCOMPARE(result.error.split('\n').last(),
+             QString("第4行：证券代码“5”可能是ST星源（000005.SZ）或汇丰控股（00005.HK），"
+                     "请填写市场或完整代码（如00700.HK）"));
+
+    const QString file = path("lostzeros.csv");
+    writeFile(file, "证券代码,市场,证券名称,委托数量\n"
+                    "700,,模塑科技,100\n"      // 2: the A share, by its name
+                    "700,SZHK,,100\n"          // 3: the market decides
+                    "2318,,中国平安,100\n"     // 4: a shortened name still decides
+                    "1,,,100\n"                // 5: only one security has this code
+                    "700,,,100\n"              // 6: nothing decides
+                    "700,SZ,腾讯控股,100\n"    // 7: the name is the other security's
+                    "000700,,腾讯控股,100\n"   // 8: a Hong Kong code padded to six digits
+                    "2318,,平安银行,100\n"     // 9: a name of neither
+                    "00700.HK,,腾讯,100\n");   // 10: a full symbol needs no name
+    result = importFile(file);
+    QCOMPARE(result.lines,
+             QStringList({"000700.SZ SZ 模塑科技 买入 q=100 w=0 0/0 p=0 l=0",
+                          "00700.HK SZHK 腾讯控股 买入 q=100 w=0 0/0 p=0 l=0",
+                          "02318.HK HHK 中国平安 买入 q=100 w=0 0/0 p=0 l=0",
+                          "000001.SZ SZ 平安银行 买入 q=100 w=0 0/0 p=0 l=0",
+                          "00700.HK HHK 腾讯控股 买入 q=100 w=0 0/0 p=0 l=0"}));
+    QCOMPARE(result.error.split('\n').mid(1),
+             QStringList({"第6行：证券代码“700”可能是模塑科技（000700.SZ）或腾讯控股（00700.HK），"
+                          "请填写市场或完整代码（如00700.HK）",
+                          "第7行：证券代码“700”是模塑科技（000700.SZ），与证券名称“腾讯控股”不符",
+                          "第8行：证券代码“000700”是模塑科技（000700.SZ），与证券名称“腾讯控股”不符",
+                          "第9行：证券代码“2318”可能是久立特材（002318.SZ）或中国平安（02318.HK），"
+                          "证券名称“平安银行”也无法区分，请填写市场或完整代码（如00700.HK）"}));
+}
+
+// One value per cell, the one its type names; a formula whose file keeps no result is no
+// value; bytes that fail their CRC or size are no file.
+void TestImportFile::eachCellYieldsOneTrustedValue()
+{
+    const QByteArray sheet =
+        "<worksheet><sheetData>"
+        "<row r=\"1\"><c t=\"inlineStr\"><is><t>证券代码</t></is></c>"
+        "<c t=\"inlineStr\"><is><t>委托数量</t></is></c><c t=\"inlineStr\"><is><t>备注</t></is></c></row>"
+        "<row r=\"2\"><c t=\"inlineStr\"><is><t>600519</t></is></c>"
+        "<c t=\"inlineStr\"><is><t>100</t></is><v>100</v></c></row>"
+        "<row r=\"3\"><c t=\"inlineStr\"><is><t>000001</t></is></c><c><f>50*2</f><v></v></c></row>"
+        "<row r=\"4\"><c t=\"inlineStr\"><is><t>600000</t></is></c><c><f>50*2</f></c></row>"
+        "<row r=\"5\"><c t=\"inlineStr\"><is><t>600036</t></is></c><c><f>50*2</f><v>100</v></c>"
+        "<c><f>1/0</f></c></row>"
+        "<row r=\"6\"><c t=\"inlineStr\"><is><t>601318</t></is></c>"
+        "<c><v>100</v><v>200</v></c></row>"
+        "</sheetData></worksheet>";
+    writeFile(path("cells.xlsx"), zipArchive(workbookParts(sheet)));
+    Imported result = importFile(path("cells.xlsx"));
+    QCOMPARE(result.lines, QStringList({"600519.SH SH 贵州茅台 买入 q=100 w=0 0/0 p=0 l=0",
+                                        "600036.SH SH 招商银行 买入 q=100 w=0 0/0 p=0 l=0"}));
+    QCOMPARE(result.error.split('\n').mid(1),
+             QStringList({"第3行：单元格B3（委托数量）是公式，文件中没有它的计算结果，"
+                          "请在Excel中打开并保存后再导入",
+                          "第4行：单元格B4（委托数量）是公式，文件中没有它的计算结果，"
+                          "请在Excel中打开并保存后再导入",
+                          "第6行：单元格B6（委托数量）有多个值，无法确定用哪一个"}));
+
+    // libxlsxwriter, like openpyxl and pandas, asks for recalculation on opening and
+    // stores 0 as every formula's result.
+    writeXlsx(path("formula.xlsx"), {{"证券代码", "委托数量"}, {"600519", "=50*2"}, {"000001", 100.0}});
+    result = importFile(path("formula.xlsx"));
+    QCOMPARE(result.lines, QStringList({"000001.SZ SZ 平安银行 买入 q=100 w=0 0/0 p=0 l=0"}));
+    QVERIFY2(result.error.endsWith("第2行：单元格B2（委托数量）是公式，文件中没有它的计算结果，"
+                                   "请在Excel中打开并保存后再导入"),
+             qPrintable(result.error));
+
+    const QByteArray plain = "<worksheet><sheetData><row><c t=\"inlineStr\"><is><t>证券代码</t>"
+                             "</is></c><c t=\"inlineStr\"><is><t>委托数量</t></is></c></row>"
+                             "<row><c t=\"inlineStr\"><is><t>600519</t></is></c><c><v>100</v></c>"
+                             "</row></sheetData></worksheet>";
+    QList<ZipPart> parts = workbookParts(plain);
+    parts[2].deflate = false;
+    parts[2].lieAboutCrc = true;
+    parts[2].crc = 0x12345678;
+    writeFile(path("crc.xlsx"), zipArchive(parts));
+    QCOMPARE(importFile(path("crc.xlsx")).error,
+             QString("文件“crc.xlsx”无法导入：工作表“data”已损坏：校验和（CRC）不符"));
+    parts = workbookParts(plain);
+    parts[2].lieAboutSize = true;
+    parts[2].size = quint32(plain.size() + 1);
+    writeFile(path("size.xlsx"), zipArchive(parts));
+    QCOMPARE(importFile(path("size.xlsx")).error,
+             QString("文件“size.xlsx”无法导入：工作表“data”已损坏：解压后的大小与记录不符"));
+    // A damaged byte in the compressed data of a part read whole.
+    parts = workbookParts(plain);
+    QByteArray damaged = zipArchive(parts);
+    const int inData = damaged.indexOf("xl/workbook.xml") + 20;
+    damaged[inData] = char(damaged.at(inData) ^ 0x55);
+    writeFile(path("damaged.xlsx"), damaged);
+    QVERIFY2(importFile(path("damaged.xlsx")).error.startsWith(
+                 "文件“damaged.xlsx”无法导入：工作簿目录（xl/workbook.xml）已损坏"),
+             qPrintable(importFile(path("damaged.xlsx")).error));
+}
+
+// Every part is bounded by what it inflates to, not by what its directory entry claims;
+// a message names twenty lines at most, and quotes a short piece of a cell.
+void TestImportFile::partsAndMessagesAreBounded()
+{
+    const QByteArray spaces(1 << 20, ' ');
+    for (const char *name :
+         {"xl/workbook.xml", "xl/sharedStrings.xml", "xl/worksheets/sheet1.xml"}) {
+        QList<ZipPart> parts = workbookParts("<worksheet><sheetData/></worksheet>", "<sst/>");
+        for (ZipPart &part : parts) {
+            if (part.name != name)
+                continue;
+            // Megabytes that say they are a few hundred bytes, and then that they are more
+            // than any part may be.
+            part = repeatedPart(name, {{spaces, 16}});
+            part.size = 500;
+        }
+        writeFile(path("bomb.xlsx"), zipArchive(parts));
+        const QString error = importFile(path("bomb.xlsx")).error;
+        QVERIFY2(error.endsWith("已损坏：解压后的数据比记录的多"), qPrintable(error));
+        for (ZipPart &part : parts) {
+            if (part.name == name)
+                part.size = 0xFFFFFF00u;
+        }
+        writeFile(path("bomb.xlsx"), zipArchive(parts));
+        const QString honest = importFile(path("bomb.xlsx")).error;
+        QVERIFY2(honest.contains(QRegularExpression("解压后有4096 MiB，超过了(8|32|64) MiB的上限，无法导入$")),
+                 qPrintable(honest));
+    }
+
+    // Each bad line quotes a code as long as Excel allows: the message stays short. A
+    // longer cell than Excel allows can only be damage.
+    QByteArray csv = "证券代码,委托数量\n600519,100\n";
+    QByteArray huge(32767, '7');
+    for (int i = 0; i < 60; ++i)
+        csv += huge + ",100\n";
+    writeFile(path("hugecells.csv"), csv);
+    const Imported result = importFile(path("hugecells.csv"));
+    QCOMPARE(result.lines.size(), 1);
+    const QStringList lines = result.error.split('\n');
+    QCOMPARE(lines.size(), 1 + PortfolioImportFile::ShownFaults + 1);
+    QCOMPARE(lines.at(1), QString("第3行：单元格A3（证券代码）的内容过长（32767个字符）"));
+    QCOMPARE(lines.last(), QString("……另有40行未通过校验"));
+    QVERIFY(result.error.size() < 2000);
+    writeFile(path("hugecells.csv"), csv + huge + "7,100\n");
+    QCOMPARE(importFile(path("hugecells.csv")).error,
+             QString("文件“hugecells.csv”无法导入：文件第63行的单元格超过了Excel的上限32767个字符"));
+}
+
+// Work that grew with a cell's length times its uses, or a directory's size times the
+// parts looked up, is done once; the results are as for any other file.
+void TestImportFile::repeatedTextAndLargeDirectoriesAreReadOnce()
+{
+    QByteArray rows;
+    for (int r = 4; r <= 500; ++r)
+        rows += "<row r=\"" + QByteArray::number(r) + "\">"
+                + QByteArray("<c t=\"s\"><v>1</v></c>").repeated(4) + "</row>";
+    // A long run of spaces in every cell of hundreds of rows, and a long text shared by
+    // the code and quantity cells of hundreds more.
+    for (int r = 501; r <= 900; ++r)
+        rows += "<row r=\"" + QByteArray::number(r) + "\">"
+                + QByteArray("<c t=\"s\"><v>4</v></c>").repeated(4) + "</row>";
+    const QByteArray shared = "<sst><si><t>证券代码</t></si><si><t xml:space=\"preserve\">"
+                              + QByteArray(4 << 20, ' ') + "</t></si><si><t>  600519  </t></si>"
+                              "<si><t>委托数量</t></si><si><t>=\"" + QByteArray(1 << 20, '1')
+                              + "\"</t></si></sst>";
+    const QByteArray sheet = "<worksheet><sheetData><row r=\"1\"><c t=\"s\"><v>0</v></c>"
+                             "<c t=\"s\"><v>1</v></c><c t=\"s\"><v>1</v></c><c t=\"s\"><v>3</v></c>"
+                             "</row><row r=\"2\"><c t=\"s\"><v>1</v></c><c t=\"s\"><v>1</v></c>"
+                             "<c t=\"s\"><v>1</v></c><c><v>100</v></c></row>"
+                             "<row r=\"3\"><c t=\"s\"><v>2</v></c><c><v>1</v></c><c><v>1</v></c>"
+                             "<c><v>100</v></c></row>"
+                             + rows + "</sheetData></worksheet>";
+    writeFile(path("spaces.xlsx"), zipArchive(workbookParts(sheet, shared)));
+    Imported result = importFile(path("spaces.xlsx"));
+    QCOMPARE(result.lines, QStringList({"600519.SH SH 贵州茅台 买入 q=100 w=0 0/0 p=0 l=0"}));
+    const QStringList lines = result.error.split('\n');
+    QCOMPARE(lines.mid(1, 2), QStringList({"第2行：证券代码为空",
+                                           "第501行：单元格A501（证券代码）的内容过长（1048579个字符）；"
+                                           "单元格D501（委托数量）的内容过长（1048579个字符）"}));
+    QCOMPARE(lines.last(), QString("……另有381行未通过校验"));
+
+    // Every entry of the directory carries a 60 KiB extra field.
+    QList<ZipPart> parts = workbookParts(plainSheet("600519", "100"));
+    for (int i = 0; i < 200; ++i)
+        parts.append({"xl/media/image" + QByteArray::number(i) + ".png", "x"});
+    for (ZipPart &part : parts)
+        part.extraFieldBytes = 60000;
+    writeFile(path("extra.xlsx"), zipArchive(parts));
+    result = importFile(path("extra.xlsx"));
+    QVERIFY2(result.error.isEmpty(), qPrintable(result.error));
+    QCOMPARE(result.lines, QStringList({"600519.SH SH 贵州茅台 买入 q=100 w=0 0/0 p=0 l=0"}));
+}
+
+// Row numbers beyond Excel's last row, going back, or repeated are damage, not lines:
+// the counter that once overflowed past 2147483647 has nothing left to overflow.
+void TestImportFile::rowNumbersStayInExcelsRange()
+{
+    const auto sheetWith = [](const QByteArray &rows) {
+        return "<worksheet><sheetData><row r=\"1\"><c t=\"inlineStr\"><is><t>证券代码</t></is>"
+               "</c><c t=\"inlineStr\"><is><t>委托数量</t></is></c></row>"
+               + rows + "</sheetData></worksheet>";
+    };
+    const QByteArray line = "<c t=\"inlineStr\"><is><t>600519</t></is></c><c><v>100</v></c>";
+    const QList<QPair<QByteArray, QString>> cases = {
+        {"<row r=\"2147483647\">" + line + "</row><row>" + line + "</row>",
+         "工作表“data”已损坏：行号“2147483647”无效，应为1到1048576"},
+        {"<row r=\"1048576\">" + line + "</row><row>" + line + "</row>",
+         "工作表“data”已损坏：行数超过了Excel的上限1048576行"},
+        {"<row r=\"5\">" + line + "</row><row r=\"3\">" + line + "</row>",
+         "工作表“data”已损坏：第5行之后又出现了第3行，行的顺序错乱"},
+        {"<row r=\"-2\">" + line + "</row>", "工作表“data”已损坏：行号“-2”无效，应为1到1048576"},
+        {"<row r=\"2\"><c r=\"B2\"><v>1</v></c><c r=\"A2\"><v>2</v></c></row>",
+         "工作表“data”已损坏：第2行的单元格A2重复或顺序错乱"},
+    };
+    for (const auto &c : cases) {
+        writeFile(path("rows.xlsx"), zipArchive(workbookParts(sheetWith(c.first))));
+        const Imported result = importFile(path("rows.xlsx"));
+        QVERIFY(result.lines.isEmpty());
+        QCOMPARE(result.error, QString("文件“rows.xlsx”无法导入：") + c.second);
+    }
+    writeFile(path("rows.xlsx"),
+              zipArchive(workbookParts(sheetWith("<row r=\"1048575\">" + line + "</row><row>"
+                                                 + line + "</row>"))));
+    const Imported result = importFile(path("rows.xlsx"));
+    QCOMPARE(result.lines.size(), 1);
+    QVERIFY2(result.error.endsWith("第1048576行：与第1048575行重复（600519.SH SH）"),
+             qPrintable(result.error));
+}
+
+void TestImportFile::fileKindsAndEncodingsAreRecognised_data()
+{
+    QTest::addColumn<QString>("fileName");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("error");
+    const QString table = "证券代码,委托数量\n600519,100\n000001,200\n";
+    const QString tabs = QString(table).replace(',', '\t');
+    QTest::newRow("UTF-16 with its mark, tab-separated, as Excel saves Unicode text")
+        << "unicode.csv" << utf16(tabs, false, true) << "";
+    QTest::newRow("UTF-16 big-endian") << "be.csv" << utf16(table, true, true) << "";
+    QTest::newRow("UTF-16 without a mark") << "nomark.csv" << utf16(table, false, false) << "";
+    QTest::newRow("semicolons, as Excel in a European locale saves")
+        << "semicolon.csv" << QString(table).replace(',', ';').toUtf8() << "";
+    QTest::newRow("GB18030 with its mark")
+        << "gb.csv"
+        << QByteArray("\x84\x31\x95\x33") + QTextCodec::codecForName("GB18030")->fromUnicode(table)
+        << "";
+    QTest::newRow("UTF-8 with one damaged byte in a name")
+        << "stray.csv"
+        << QByteArray("证券代码,证券名称,委托数量\n600519,贵州茅台,100\n000001,平安\xE9银行,200\n"
+                      "000002,万科A,300\n")
+        << "文件“stray.csv”有1行未通过校验，其余2行可以导入：\n第3行：单元格B3（证券名称）"
+           "含有无法识别的字符（文件编码有误或已损坏）";
+    QByteArray twoLines = plainSheet("600519", "100");
+    twoLines.replace("</sheetData>", "<row><c t=\"inlineStr\"><is><t>000001</t></is></c>"
+                                     "<c><v>200</v></c></row></sheetData>");
+    QTest::newRow("workbook saved under a .csv name")
+        << "book.csv" << zipArchive(workbookParts(twoLines)) << "";
+    QTest::newRow("a percent sign in a cell stays in the message")
+        << "percent.csv" << QByteArray("证券代码,委托数量\n600519,100\n%1%2,100\n")
+        << "文件“percent.csv”有1行未通过校验，其余1行可以导入：\n第3行：证券代码“%1%2”不存在";
+
+    QTest::newRow("workbook with a password")
+        << "secret.xlsx" << compoundFile("EncryptedPackage")
+        << "文件“secret.xlsx”无法导入：这个工作簿设有打开密码（已加密），请在Excel中取消密码并保存后再导入";
+    QTest::newRow("old .xls workbook renamed .xlsx")
+        << "renamed.xlsx" << compoundFile("Workbook")
+        << "文件“renamed.xlsx”无法导入：这是旧版Excel格式（.xls）的工作簿，请在Excel中另存为.xlsx后再导入";
+    QTest::newRow("old .xls workbook") << "old.xls" << compoundFile("Book")
+        << "文件“old.xls”无法导入：这是旧版Excel格式（.xls）的工作簿，请在Excel中另存为.xlsx后再导入";
+    QTest::newRow("web page saved as .xls")
+        << "page.xls"
+        << QByteArray("<html><body><table><tr><td>证券代码</td></tr></table></body></html>")
+        << "文件“page.xls”无法导入：这是网页（HTML）文件，不是表格文件，请在Excel中打开后另存为.xlsx再导入";
+    QTest::newRow("Excel 2003 XML")
+        << "xml2003.xls"
+        << QByteArray("<?xml version=\"1.0\"?>"
+                      "<Workbook xmlns=\"urn:schemas-microsoft-com:office:spreadsheet\"/>")
+        << "文件“xml2003.xls”无法导入：这是Excel 2003 XML表格，请在Excel中另存为.xlsx后再导入";
+    QTest::newRow("binary workbook")
+        << "binary.xlsx" << zipArchive({{"xl/workbook.bin", "x"}})
+        << "文件“binary.xlsx”无法导入：这是Excel二进制工作簿（.xlsb），请在Excel中另存为.xlsx后再导入";
+    QTest::newRow("Word document")
+        << "letter.xlsx" << zipArchive({{"word/document.xml", "<w/>"}})
+        << "文件“letter.xlsx”无法导入：这是Word文档，不是表格";
+}
+
+// What a file really is decides how it is read, or what the trader is told it is.
+void TestImportFile::fileKindsAndEncodingsAreRecognised()
+{
+    QFETCH(QString, fileName);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, error);
+    writeFile(path(fileName), bytes);
+    const Imported result = importFile(path(fileName));
+    QCOMPARE(result.error, error);
+    if (error.contains("无法导入")) {
+        QVERIFY(result.lines.isEmpty());
+        return;
+    }
+    QCOMPARE(result.lines.first(), QString("600519.SH SH 贵州茅台 买入 q=100 w=0 0/0 p=0 l=0"));
+    QCOMPARE(result.lines.size(), error.isEmpty() ? 2 : 1 + int(fileName == "stray.csv"));
+}
+
+// The forms spreadsheets and traders use for an unmistakable value are taken; a text
+// that means one thing to one reader and another to the next is refused.
+void TestImportFile::obviousFormsAreTakenAmbiguousOnesRefused()
+{
+    writeFile(path("forms.csv"),
+              "证券代码,市场,委托数量,相对权重,委托价格\n"
+              "=\"600519\",SH,\"1,000\",30%,1500\n"          // 2
+              "=\"000001\",SZ,700.0000000000001,0.2,\n"      // 3
+              "600000,SH,１００,１０％,\n"                    // 4: full width
+              "600036,SH,\"1,5\",,\n"                         // 5
+              "601318,SH,1.2E+5,,\n"                          // 6
+              "601398,SH,100,30%%,\n"                         // 7
+              "601988,SH,10%,,\n");                           // 8
+    Imported result = importFile(path("forms.csv"));
+    QCOMPARE(result.lines,
+             QStringList({"600519.SH SH 贵州茅台 买入 q=1000 w=0.3 0/0 p=1500 l=0",
+                          "000001.SZ SZ 平安银行 买入 q=700 w=0.2 0/0 p=0 l=0",
+                          "600000.SH SH 浦发银行 买入 q=100 w=0.1 0/0 p=0 l=0"}));
+    QCOMPARE(result.error.split('\n').mid(1),
+             QStringList({"第5行：委托数量“1,5”无效，其中的逗号只能用作千位分隔符（每三位一组）",
+                          "第6行：委托数量“1.2E+5”无效，是科学计数法，数值可能已被Excel截断，"
+                          "请把该列设为数值格式后重新导出",
+                          "第7行：相对权重“30%%”无效，应为不小于0的数",
+                          "第8行：委托数量“10%”无效，不能写成百分数"}));
+
+    // In a semicolon file the comma is the decimal point; "1.500" could be either.
+    writeFile(path("european.csv"), "证券代码;委托数量;相对权重;委托价格\n"
+                                    "600519;100;0,5;1.234,5\n"
+                                    "000001;1.500;;\n");
+    result = importFile(path("european.csv"));
+    QCOMPARE(result.lines, QStringList({"600519.SH SH 贵州茅台 买入 q=100 w=0.5 0/0 p=1234.5 l=0"}));
+    QVERIFY2(result.error.endsWith("第3行：委托数量“1.500”无效，无法确定其中的“.”是小数点还是千位分隔符"),
+             qPrintable(result.error));
+
+    // A macro workbook is a workbook; Excel's float noise in a number cell is Excel's.
+    writeXlsx(path("macro.xlsm"), {{"证券代码", "委托数量"}, {"600519", 700.0000000000001}});
+    result = importFile(path("macro.xlsm"));
+    QVERIFY2(result.error.isEmpty(), qPrintable(result.error));
+    QCOMPARE(result.lines, QStringList({"600519.SH SH 贵州茅台 买入 q=700 w=0 0/0 p=0 l=0"}));
+}
+
+// Dates and times arrive as Excel serials, rates as percentages; an account number that
+// Excel turned into scientific notation has lost its digits and is refused.
+void TestImportFile::algorithmParametersAreConvertedOrRefused()
+{
+    writeXlsx(path("algoforms.xlsx"),
+              {{"证券代码", "委托数量", "资金账号", "开始时间", "结束时间", "参与率"},
+               {"600519", 100.0, "1.00012E+11"},
+               {"000001", 100.0, "880010001", 45366.62, "2024-03-15 14:57", "10%"},
+               {"600000", 100.0, QVariant(), "9:30", QVariant(), 10.0},
+               {"600036", 100.0, QVariant(), QVariant(), "14:00:00"},
+               {"601318", 100.0, QVariant(), "明早"}});
+    const Imported result = importFile(path("algoforms.xlsx"));
+    QCOMPARE(result.lines.size(), 1);
+    QCOMPARE(result.error.split('\n').mid(1),
+             QStringList({"第2行：资金账号“1.00012E+11”无效，已被Excel改写成科学计数法，原账号已丢失，"
+                          "请把该列设为文本格式后重新填写",
+                          "第4行：开始时间“09:30:00”与第3行的“2024-03-15 14:52:48”不一致"
+                          "（算法参数整个组合只有一个值）；参与率“10”无效，"
+                          "应为0到1之间的小数（如0.1）或百分数（如10%）",
+                          "第5行：结束时间“14:00:00”与第3行的“2024-03-15 14:57:00”不一致"
+                          "（算法参数整个组合只有一个值）",
+                          "第6行：开始时间“明早”无效，不是有效的时间，应为时:分:秒（如09:30:00）或日期时间"}));
+    const QVariantMap algo = result.extension.value(Portfolio::algoParam).toMap();
+    QCOMPARE(algo.value(ImportField::FundAccount).toString(), QString("880010001"));
+    QCOMPARE(algo.value(ImportField::StartTime).toString(), QString("2024-03-15 14:52:48"));
+    QCOMPARE(algo.value(ImportField::EndTime).toString(), QString("2024-03-15 14:57:00"));
+    QCOMPARE(algo.value(ImportField::ParticipationRate).toString(), QString("0.1"));
+
+    writeFile(path("backwards.csv"), "证券代码,委托数量,开始时间,结束时间\n600519,100,14:00,09:30\n");
+    QCOMPARE(importFile(path("backwards.csv")).error.split('\n').last(),
+             QString("第2行：结束时间“09:30:00”不晚于开始时间“14:00:00”"));
+}
+
+// The sheet the trader sees first is the one read: hidden sheets and chart sheets before
+// it are passed over.
+void TestImportFile::firstVisibleSheetIsRead()
+{
+    writeXlsx(path("hidden.xlsx"), {{"证券代码", "委托数量"}, {"000001", 100.0}},
+              {{"证券代码", "委托数量"}, {"600519", 200.0}}, true);
+    Imported result = importFile(path("hidden.xlsx"));
+    QVERIFY2(result.error.isEmpty(), qPrintable(result.error));
+    QCOMPARE(result.lines, QStringList({"600519.SH SH 贵州茅台 买入 q=200 w=0 0/0 p=0 l=0"}));
+
+    const QByteArray chartFirst =
+        "<workbook xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\">"
+        "<sheets><sheet name=\"图\" sheetId=\"1\" r:id=\"rId3\"/>"
+        "<sheet name=\"旧\" sheetId=\"2\" state=\"veryHidden\" r:id=\"rId2\"/>"
+        "<sheet name=\"data\" sheetId=\"3\" r:id=\"rId1\"/></sheets></workbook>";
+    QList<ZipPart> parts = workbookParts(plainSheet("600519", "300"));
+    parts[0].data = chartFirst;
+    parts[1].data.replace("</Relationships>",
+                          "<Relationship Id=\"rId2\" Type=\"http://schemas.openxmlformats.org/"
+                          "officeDocument/2006/relationships/worksheet\" "
+                          "Target=\"worksheets/old.xml\"/>"
+                          "<Relationship Id=\"rId3\" Type=\"http://schemas.openxmlformats.org/"
+                          "officeDocument/2006/relationships/chartsheet\" "
+                          "Target=\"chartsheets/c.xml\"/>"
+                          "</Relationships>");
+    writeFile(path("chart.xlsx"), zipArchive(parts));
+    result = importFile(path("chart.xlsx"));
+    QVERIFY2(result.error.isEmpty(), qPrintable(result.error));
+    QCOMPARE(result.lines, QStringList({"600519.SH SH 贵州茅台 买入 q=300 w=0 0/0 p=0 l=0"}));
+
+    parts[0].data.replace("sheetId=\"3\"", "sheetId=\"3\" state=\"hidden\"");
+    writeFile(path("allhidden.xlsx"), zipArchive(parts));
+    QCOMPARE(importFile(path("allhidden.xlsx")).error,
+             QString("文件“allhidden.xlsx”无法导入：工作簿中的工作表都已隐藏，没有可导入的工作表"));
 }
 
 QTEST_GUILESS_MAIN(TestImportFile)
