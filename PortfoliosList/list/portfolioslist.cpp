@@ -307,14 +307,13 @@ void PortfoliosList::slotPortfolioUpdated(QString portfolioNo)
 
 void PortfoliosList::slotPortfolioRemoved(QString portfolioNo)
 {
-    // The store has let it go already when the change came from elsewhere.
-    PortfolioListBasicInfo::GetInstance()->RemovePortfolioDetail(portfolioNo);
-    m_rowStamps.remove(portfolioNo);
-    const int row = ui->tableWidget->getRowByKey(portfolioNo);
-    if (row < 0)
+    if (ui->tableWidget->getRowByKey(portfolioNo) < 0) {
+        // No row to drop; the store lets it go too (it already has when the change
+        // came from elsewhere).
+        PortfolioListBasicInfo::GetInstance()->RemovePortfolioDetail(portfolioNo);
         return;
-    ui->tableWidget->deleteRecordData(row);
-    emit signalDeleteBasketID(portfolioNo);
+    }
+    removeRow(portfolioNo);
     if (portfolioNo == m_currentPortfolioNo && ui->tableWidget->currentIndex().isValid())
         slotTableClicked(ui->tableWidget->currentIndex());
 }
