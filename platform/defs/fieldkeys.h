@@ -47,6 +47,40 @@ inline const QString requestExeStatus = QStringLiteral("requestExeStatus");
 inline const QString textDescription = QStringLiteral("textDescription");
 }
 
+// Fields of the account requests and their answers. An account is a fund (asset)
+// account with one trading account and one security (shareholder) account per market
+// it may trade; a position belongs to a security account.
+namespace AccountField {
+inline const QString fundAccount = QStringLiteral("fundAccount");
+inline const QString tradingAccount = QStringLiteral("tradingAccount");
+inline const QString securityAccount = QStringLiteral("securityAccount");
+inline const QString fundProperty = QStringLiteral("fundProperty");
+inline const QString accountName = QStringLiteral("accountName");
+inline const QString currentQty = QStringLiteral("currentQty");
+inline const QString availableQty = QStringLiteral("availableQty");
+inline const QString costPrice = QStringLiteral("costPrice");
+inline const QString currency = QStringLiteral("currency");
+// Quantity of a security a credit account may still borrow.
+inline const QString lendableQty = QStringLiteral("lendableQty");
+// Contracts due on or before this date (yyyyMMdd); empty: every open contract.
+inline const QString returnDate = QStringLiteral("returnDate");
+}
+
+// Values of AccountField::fundProperty.
+namespace FundProperty {
+inline const QString normal = QStringLiteral("0");  // cash account
+inline const QString credit = QStringLiteral("1");  // margin (credit) account
+}
+
+// Fields of a security-lending contract ("头寸合约").
+namespace SecurityProvideLoan {
+inline const QString ContractNo = QStringLiteral("ContractNo");
+inline const QString SecurityName = QStringLiteral("SecurityName");
+inline const QString ContractQty = QStringLiteral("ContractQty");
+inline const QString ReturnDate = QStringLiteral("ReturnDate");
+inline const QString OpenDate = QStringLiteral("OpenDate");
+}
+
 namespace RequestExeStatus {
 inline const QString success = QStringLiteral("0");
 inline const QString failure = QStringLiteral("1");

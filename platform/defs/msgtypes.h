@@ -13,6 +13,11 @@ inline const QString deletePortfolioRequest = QStringLiteral("deletePortfolioReq
 inline const QString queryPortfolioRequest = QStringLiteral("queryPortfolioRequest");
 inline const QString queryStrategyRequest = QStringLiteral("queryStrategyRequest");
 inline const QString queryBatchStateRequest = QStringLiteral("queryBatchStateRequest");
+// Account data of the login user (answered only for that user's own accounts).
+inline const QString queryAccountRequest = QStringLiteral("queryAccountRequest");
+inline const QString queryPositionRequest = QStringLiteral("queryPositionRequest");
+inline const QString queryMarginSecurityRequest = QStringLiteral("queryMarginSecurityRequest");
+inline const QString QuerySecurityCashcompactRequest = QStringLiteral("QuerySecurityCashcompactRequest");
 inline const QString loginRequest = QStringLiteral("loginRequest");
 inline const QString subscribeQuoteRequest = QStringLiteral("subscribeQuoteRequest");
 inline const QString unsubscribeQuoteRequest = QStringLiteral("unsubscribeQuoteRequest");
