@@ -349,31 +349,6 @@ bool PortfoliosListPresenterClass::DealCacheDataByClipboard()
     return false;
 }
 
-void PortfoliosListPresenterClass::queryPositionInfo(const QString &tradingAccount, const int &iPosType)
-{
-    qInfo() << "PortfoliosListPresenterClass::queryPositionInfo account positions are not available in this build"
-            << tradingAccount << iPosType;
-}
-
-void PortfoliosListPresenterClass::slotQueryPositionInfoAndFundInfo(QString tradingAccount, int, int iPosType)
-{
-    queryPositionInfo(tradingAccount, iPosType);
-    // No position source yet: answer with no positions, so a waiting caller finishes.
-    emit signalPositionListUpdate(QList<QMap<int, QVariantMap> >());
-}
-
-void PortfoliosListPresenterClass::slotQurMarginInfoData(QString tradingAccount)
-{
-    qInfo() << "PortfoliosListPresenterClass::slotQurMarginInfoData margin data are not available in this build"
-            << tradingAccount;
-}
-
-void PortfoliosListPresenterClass::slotQueryCouponInfo(QString tradingAccount, QString strTime)
-{
-    qInfo() << "PortfoliosListPresenterClass::slotQueryCouponInfo loan contracts are not available in this build"
-            << tradingAccount << strTime;
-}
-
 int PortfoliosListPresenterClass::slotCreateClipboardPortfolio(QStringList lstSymbols)
 {
     qInfo() << "PortfoliosListPresenterClass::slotCreateClipboardPortfolio clipboard portfolios are not available in this build"

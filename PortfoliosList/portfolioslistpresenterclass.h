@@ -54,6 +54,9 @@ public:
     void applyScanCfg();
     void scanDir();
     bool DealCacheDataByClipboard();
+    // The account's positions in the market range of the query under way, as rows of the
+    // position page, emitted with signalPositionListUpdate (an empty list when the query
+    // failed; the reason goes to signalShowWarningMsg and the business panel).
     void queryPositionInfo(const QString &tradingAccount, const int &iPosType);
 
     ShowType currentShowType() const { return m_showType; }
@@ -113,6 +116,7 @@ private:
     // Announces signalInitTreeViewsDataFinished once ETF and industry data have loaded.
     void watchTreeData();
 
+    int m_positionMarketRange = 0;  // market range of the position query under way
     bool m_registered = false;
     bool m_refreshing = false;
     PortfolioSyncQueue *m_sync = nullptr;

@@ -81,8 +81,9 @@ void PortfoliosListWidget::initPluginWidget()
     connect(p, &PortfoliosListPresenterClass::signalSecurityLoanInfoUpdated, l,
             &PortfoliosList::slotSecurityLoanUpdated);
     connect(l, &PortfoliosList::signalQueryMarginInfo, p, &PortfoliosListPresenterClass::slotQurMarginInfoData);
-    connect(l, &PortfoliosList::signalQueryCouponInfo, p, [p](QString strTime) {
-        p->slotQueryCouponInfo(QString(), strTime);
+    // The request names only the date; the account is the one the return page shows.
+    connect(l, &PortfoliosList::signalQueryCouponInfo, p, [p, l](QString strTime) {
+        p->slotQueryCouponInfo(l->voucherAccount(), strTime);
     });
     connect(p, &PortfoliosListPresenterClass::signalShowTypeChanged, l, &PortfoliosList::slotShowTypeChanged);
     connect(p, &PortfoliosListPresenterClass::signalCouponInfoInfoUpdated, l,

@@ -9,11 +9,13 @@
 #include "migrations.h"
 #include "msgtypes.h"
 #include "portfolioextension.h"
+#include "securitycatalog.h"
 
 #include <QJsonObject>
 #include <QLoggingCategory>
 #include <QSet>
 #include <QTimer>
+#include <algorithm>
 #include <atomic>
 
 Q_LOGGING_CATEGORY(lcService, "tz.backend.service")
@@ -26,6 +28,13 @@ const QString kUpdate = QStringLiteral("u");
 const int kMaxPortfolioNameLength = 25;
 // Portfolio numbers one query may name (each is one bound parameter of the statement).
 const int kMaxNumbersPerQuery = 500;
+// Rows of one page of positions and of lending contracts: when the request names no
+// page size, and the most it may ask for.
+const int kDefaultPositionPage = 1000;
+const int kMaxPositionPage = 5000;
+const int kDefaultContractPage = 100;
+const int kMaxContractPage = 500;
+const QString kDateFormat = QStringLiteral("yyyyMMdd");
 
 QString connectionName()
 {
@@ -46,6 +55,29 @@ bool requireText(const CUnPackMessageCommon &request, const QString &key, const 
         return true;
     *error = QStringLiteral("%1不能为空").arg(what);
     return false;
+}
+
+// The page size a request asks for; absent, empty or 0 is the default.
+bool pageSizeField(const CUnPackMessageCommon &request, int defaultSize, int maxSize,
+                   int *size, QString *error)
+{
+    const QString text = textField(request, RequestField::pageSize);
+    if (text.isEmpty()) {
+        *size = defaultSize;
+        return true;
+    }
+    bool ok = false;
+    const qint64 value = text.toLongLong(&ok);
+    if (!ok || value < 0) {
+        *error = QStringLiteral("每页条数无效：%1").arg(text);
+        return false;
+    }
+    if (value > maxSize) {
+        *error = QStringLiteral("每页最多%1条，请求了%2条").arg(maxSize).arg(value);
+        return false;
+    }
+    *size = value == 0 ? defaultSize : int(value);
+    return true;
 }
 
 bool checkAlterType(const QString &alterType, QString *error)
@@ -181,6 +213,7 @@ BackendService::BackendService(const Options &options, QObject *parent)
     : QObject(parent)
     , m_options(options)
     , m_store(connectionName())
+    , m_accounts(m_store)
     , m_feed(new MarketFeed(feedSettings(options), this))
 {
     connect(m_feed, &MarketFeed::frameToClient, this, &BackendService::frameToClient);
@@ -197,23 +230,14 @@ bool BackendService::open(QString *error)
         return false;
     if (!m_options.seedDemo)
         return true;
-    // Seeding is one transaction: a half-written demo would not be seeded again.
-    qint64 users = 0;
-    bool ok = m_store.begin(error);
-    if (ok) {
-        ok = m_store.countRows(QStringLiteral("users"), &users, error)
-             && (users > 0 || DemoSeed::write(m_store, error));
-        if (ok)
-            ok = m_store.commit(error);
-        else
-            m_store.rollback();
-    }
-    if (!ok) {
+    QString written;
+    if (!DemoSeed::seedIfDue(m_store, &written, error)) {
         m_store.close();
         return false;
     }
-    if (users == 0)
-        qCInfo(lcService).noquote() << "demo data written to" << m_options.databasePath;
+    if (!written.isEmpty())
+        qCInfo(lcService).noquote() << "demo data written to" << m_options.databasePath
+                                    << QStringLiteral("(%1)").arg(written);
     return true;
 }
 
@@ -233,7 +257,8 @@ QString BackendService::summary()
     QStringList counts;
     const QStringList tables = {QStringLiteral("users"), QStringLiteral("strategies"),
                                 QStringLiteral("portfolios"), QStringLiteral("portfolio_lines"),
-                                QStringLiteral("order_batches")};
+                                QStringLiteral("order_batches"), QStringLiteral("accounts"),
+                                QStringLiteral("positions")};
     for (const QString &table : tables) {
         qint64 count = 0;
         if (!m_store.countRows(table, &count, &error))
@@ -294,6 +319,10 @@ const QHash<QString, BackendService::Handler> &BackendService::handlers()
         {MsgType::queryPortfolioRequest, &BackendService::queryPortfolio},
         {MsgType::queryStrategyRequest, &BackendService::queryStrategy},
         {MsgType::queryBatchStateRequest, &BackendService::queryBatchState},
+        {MsgType::queryAccountRequest, &BackendService::queryAccount},
+        {MsgType::queryPositionRequest, &BackendService::queryPosition},
+        {MsgType::queryMarginSecurityRequest, &BackendService::queryMarginSecurity},
+        {MsgType::QuerySecurityCashcompactRequest, &BackendService::queryLendingContracts},
     };
     return table;
 }
@@ -700,5 +729,189 @@ bool BackendService::queryBatchState(quint64, const CUnPackMessageCommon &reques
     answer->AddVaule(RequestField::batchFinished, batchNo.isEmpty());
     if (!batchNo.isEmpty())
         answer->AddVaule(RequestField::batchNo, batchNo);
+    return true;
+}
+
+bool BackendService::loginUser(quint64 clientId, qint64 *userId, QString *error)
+{
+    const QString user = m_userOfClient.value(clientId);
+    *userId = -1;
+    if (!user.isEmpty() && !m_store.findUser(user, userId, error))
+        return false;
+    if (*userId >= 0)
+        return true;
+    *error = QStringLiteral("未登录，请先登录再查询账户");
+    return false;
+}
+
+bool BackendService::ownAccount(quint64 clientId, const CUnPackMessageCommon &request,
+                                const QString &key, AccountRecord *account, QString *error)
+{
+    qint64 userId = -1;
+    QString number;
+    const SqlAccountStore::Prefer prefer = key == AccountField::tradingAccount
+                                               ? SqlAccountStore::Prefer::TradingAccount
+                                               : SqlAccountStore::Prefer::FundAccount;
+    const QString what = prefer == SqlAccountStore::Prefer::TradingAccount
+                             ? QStringLiteral("交易账号")
+                             : QStringLiteral("资金账号");
+    if (!loginUser(clientId, &userId, error) || !requireText(request, key, what, &number, error)
+        || !m_accounts.findAccount(userId, number, prefer, account, error))
+        return false;
+    if (account->id >= 0)
+        return true;
+    *error = QStringLiteral("账号不存在：%1").arg(number);
+    return false;
+}
+
+bool BackendService::queryAccount(quint64 clientId, const CUnPackMessageCommon &,
+                                  CPackMessageCommon *answer, Outcome *, QString *error)
+{
+    qint64 userId = -1;
+    QList<AccountMarketRecord> rows;
+    if (!loginUser(clientId, &userId, error) || !m_accounts.accountMarkets(userId, &rows, error))
+        return false;
+    answer->AddVaule(RequestField::subGroupNumber, rows.size());
+    for (const AccountMarketRecord &row : qAsConst(rows)) {
+        answer->AddRow();
+        answer->AddRowVaule({{AccountField::fundAccount, row.account.fundAccount},
+                             {AccountField::tradingAccount, row.account.tradingAccount},
+                             {AccountField::securityAccount, row.securityAccount.securityAccount},
+                             {RequestField::securityExchange, row.securityAccount.market},
+                             {AccountField::fundProperty, row.account.fundProperty},
+                             {AccountField::accountName, row.account.name}});
+    }
+    return true;
+}
+
+bool BackendService::queryPosition(quint64 clientId, const CUnPackMessageCommon &request,
+                                   CPackMessageCommon *answer, Outcome *, QString *error)
+{
+    AccountRecord account;
+    int pageSize = 0;
+    if (!ownAccount(clientId, request, AccountField::tradingAccount, &account, error)
+        || !pageSizeField(request, kDefaultPositionPage, kMaxPositionPage, &pageSize, error))
+        return false;
+    const QString market = textField(request, RequestField::securityExchange);
+    const QString securityAccount = textField(request, AccountField::securityAccount);
+    if (!market.isEmpty() || !securityAccount.isEmpty()) {
+        // A narrowing the account does not have is a mistake, not an empty answer.
+        QList<SecurityAccountRecord> held;
+        if (!m_accounts.securityAccounts(account.id, &held, error))
+            return false;
+        const bool marketHeld = std::any_of(held.cbegin(), held.cend(), [&](const auto &h) {
+            return h.market == market;
+        });
+        const bool numberHeld = std::any_of(held.cbegin(), held.cend(), [&](const auto &h) {
+            return h.securityAccount == securityAccount
+                   && (market.isEmpty() || h.market == market);
+        });
+        if (!market.isEmpty() && !marketHeld) {
+            *error = SqlAccountStore::marketRank(market) == 0
+                         ? QStringLiteral("市场无效：%1").arg(market)
+                         : QStringLiteral("账号%1没有%2市场的证券账号")
+                               .arg(account.fundAccount, market);
+            return false;
+        }
+        if (!securityAccount.isEmpty() && !numberHeld) {
+            *error = market.isEmpty()
+                         ? QStringLiteral("证券账号不存在：%1").arg(securityAccount)
+                         : QStringLiteral("证券账号不存在：%1（%2）").arg(securityAccount, market);
+            return false;
+        }
+    }
+    QList<PositionRecord> positions;
+    QString next;
+    if (!m_accounts.positionPage(account.id, market, securityAccount,
+                                 request.GetValue(RequestField::positionStr).toString(),
+                                 pageSize, &positions, &next, error))
+        return false;
+    answer->AddVaule(RequestField::subGroupNumber, positions.size());
+    answer->AddVaule(RequestField::positionStr, next);
+    for (const PositionRecord &position : qAsConst(positions)) {
+        answer->AddRow();
+        answer->AddRowVaule({{AccountField::fundAccount, account.fundAccount},
+                             {AccountField::tradingAccount, account.tradingAccount},
+                             {AccountField::securityAccount, position.securityAccount},
+                             {RequestField::securityExchange, position.market},
+                             {RequestField::securityID, position.securityId},
+                             {AccountField::currentQty, position.currentQty},
+                             {AccountField::availableQty, position.availableQty},
+                             {AccountField::costPrice, position.costPrice},
+                             {AccountField::currency, position.currency}});
+    }
+    return true;
+}
+
+bool BackendService::queryMarginSecurity(quint64 clientId, const CUnPackMessageCommon &request,
+                                         CPackMessageCommon *answer, Outcome *, QString *error)
+{
+    AccountRecord account;
+    QList<LendableRecord> lendable;
+    if (!ownAccount(clientId, request, AccountField::fundAccount, &account, error))
+        return false;
+    if (account.fundProperty != FundProperty::credit) {
+        *error = QStringLiteral("账号%1不是信用账户").arg(textField(request, AccountField::fundAccount));
+        return false;
+    }
+    if (!m_accounts.lendable(account.id, &lendable, error))
+        return false;
+    answer->AddVaule(RequestField::subGroupNumber, lendable.size());
+    for (const LendableRecord &row : qAsConst(lendable)) {
+        answer->AddRow();
+        answer->AddRowVaule({{RequestField::securityID, row.securityId},
+                             {RequestField::securityExchange, row.market},
+                             {AccountField::lendableQty, row.lendableQty}});
+    }
+    return true;
+}
+
+bool BackendService::queryLendingContracts(quint64 clientId,
+                                           const CUnPackMessageCommon &request,
+                                           CPackMessageCommon *answer, Outcome *,
+                                           QString *error)
+{
+    AccountRecord account;
+    int pageSize = 0;
+    if (!ownAccount(clientId, request, AccountField::fundAccount, &account, error)
+        || !pageSizeField(request, kDefaultContractPage, kMaxContractPage, &pageSize, error))
+        return false;
+    if (account.fundProperty != FundProperty::credit) {
+        *error = QStringLiteral("账号%1不是信用账户").arg(textField(request, AccountField::fundAccount));
+        return false;
+    }
+    const QString dueText = textField(request, AccountField::returnDate);
+    QDate dueBy;
+    if (!dueText.isEmpty()) {
+        dueBy = QDate::fromString(dueText, kDateFormat);
+        if (dueText.size() != 8 || !dueBy.isValid()) {
+            *error = QStringLiteral("归还日期无效：%1（应为yyyyMMdd，如20260315）").arg(dueText);
+            return false;
+        }
+    }
+    QList<LendingContractRecord> contracts;
+    QString next;
+    if (!m_accounts.contractPage(account.id, dueBy,
+                                 request.GetValue(RequestField::positionStr).toString(),
+                                 pageSize, &contracts, &next, error))
+        return false;
+    const SecurityCatalog &catalog = SecurityCatalog::instance();
+    answer->AddVaule(RequestField::subGroupNumber, contracts.size());
+    answer->AddVaule(RequestField::positionStr, next);
+    for (const LendingContractRecord &contract : qAsConst(contracts)) {
+        const SecurityInfo *security = catalog.byCodeAndMarket(contract.securityId,
+                                                               contract.market);
+        answer->AddRow();
+        answer->AddRowVaule({{SecurityProvideLoan::ContractNo, contract.contractNo},
+                             {RequestField::securityID, contract.securityId},
+                             {RequestField::securityExchange, contract.market},
+                             {SecurityProvideLoan::SecurityName,
+                              security ? security->name : QString()},
+                             {SecurityProvideLoan::ContractQty, contract.contractQty},
+                             {SecurityProvideLoan::ReturnDate,
+                              contract.returnDate.toString(kDateFormat)},
+                             {SecurityProvideLoan::OpenDate,
+                              contract.openDate.toString(kDateFormat)}});
+    }
     return true;
 }

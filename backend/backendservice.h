@@ -2,6 +2,7 @@
 
 #include "faultinjector.h"
 #include "marketfeed.h"
+#include "sqlaccountstore.h"
 #include "sqlportfoliostore.h"
 
 #include <QHash>
@@ -12,9 +13,10 @@ class CMessageCommon;
 class CPackMessageCommon;
 class CUnPackMessageCommon;
 
-// The back end's portfolio service: answers the portfolio and strategy requests of the
-// connected clients from the portfolio store and tells the other clients of a user when
-// that user's portfolios change. Lives on its own thread; every request is handled there
+// The back end's portfolio and account service: answers the portfolio and strategy
+// requests of the connected clients from the portfolio store, and the account requests
+// of a logged-in client about that user's own accounts from the account store; tells
+// the other clients of a user when that user's portfolios change. Lives on its own thread; every request is handled there
 // as one database transaction. Its market feed publishes level-1 records of the symbols
 // each client subscribed to. A request with id 0 is answered by nobody: the client sent
 // it without waiting, and a failure is only logged.
@@ -26,7 +28,9 @@ public:
     struct Options
     {
         QString databasePath;
-        bool seedDemo = true;  // write the demo user and portfolios into an empty database
+        // Write the demo user, portfolios and accounts into an empty database, and the
+        // demo accounts into one from before accounts existed.
+        bool seedDemo = true;
         int quoteIntervalMs = 3000;  // one market record per subscribed symbol per interval
         int feedStepMs = 100;        // how often the feed reads the real clock
         quint32 feedSeed = 20261121;
@@ -36,8 +40,8 @@ public:
     explicit BackendService(const Options &options, QObject *parent = nullptr);
     ~BackendService() override;
 
-    // Opens the database, brings its schema up to date and, on the first start of an
-    // empty database, writes the demo data. Call on the service's thread.
+    // Opens the database, brings its schema up to date and writes the demo data that
+    // is due (see DemoSeed::seedIfDue). Call on the service's thread.
     bool open(QString *error);
     void close();
     bool isOpen() const { return m_store.isOpen(); }
@@ -105,9 +109,25 @@ private:
                        CPackMessageCommon *answer, Outcome *outcome, QString *error);
     bool queryBatchState(quint64 clientId, const CUnPackMessageCommon &request,
                          CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool queryAccount(quint64 clientId, const CUnPackMessageCommon &request,
+                      CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool queryPosition(quint64 clientId, const CUnPackMessageCommon &request,
+                       CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool queryMarginSecurity(quint64 clientId, const CUnPackMessageCommon &request,
+                             CPackMessageCommon *answer, Outcome *outcome, QString *error);
+    bool queryLendingContracts(quint64 clientId, const CUnPackMessageCommon &request,
+                               CPackMessageCommon *answer, Outcome *outcome, QString *error);
+
+    // The id of the user the client logged in as; refused before a login.
+    bool loginUser(quint64 clientId, qint64 *userId, QString *error);
+    // The login user's account named by the request's field `key`, by its fund or its
+    // trading account; anyone else's account is refused as unknown.
+    bool ownAccount(quint64 clientId, const CUnPackMessageCommon &request, const QString &key,
+                    AccountRecord *account, QString *error);
 
     Options m_options;
     SqlPortfolioStore m_store;
+    SqlAccountStore m_accounts;  // on m_store's connection
     FaultInjector m_faults;
     MarketFeed *m_feed = nullptr;
     QHash<quint64, QString> m_userOfClient;  // clients that logged in

@@ -3,8 +3,10 @@
 
 #include "exchange.h"
 #include "fieldkeys.h"
+#include "migrations.h"
 #include "portfolioextension.h"
 #include "securitycatalog.h"
+#include "sqlaccountstore.h"
 #include "sqlportfoliostore.h"
 #include "tzcore.h"
 
@@ -210,6 +212,38 @@ QString DemoSeed::strategyName()
     return QStringLiteral("默认");
 }
 
+bool DemoSeed::seedIfDue(SqlPortfolioStore &store, QString *written, QString *error)
+{
+    written->clear();
+    qint64 users = 0;
+    qint64 demoUser = -1;
+    qint64 accounts = 0;
+    if (!store.begin(error))
+        return false;
+    bool ok = store.countRows(QStringLiteral("users"), &users, error);
+    if (ok && users == 0) {
+        ok = write(store, error);
+        *written = QStringLiteral("演示用户、组合和账户");
+    } else if (ok && store.versionBeforeOpen() > 0
+               && store.versionBeforeOpen() < Migrations::accountsVersion) {
+        // A database from before accounts existed: its demo user gets the demo accounts.
+        SqlAccountStore accountStore(store);
+        ok = store.findUser(userName(), &demoUser, error)
+             && (demoUser < 0 || accountStore.countAccounts(demoUser, &accounts, error));
+        if (ok && demoUser >= 0 && accounts == 0) {
+            ok = writeAccounts(store, demoUser, QDate::currentDate(), error);
+            *written = QStringLiteral("演示账户");
+        }
+    }
+    if (ok)
+        ok = store.commit(error);
+    else
+        store.rollback();
+    if (!ok)
+        written->clear();
+    return ok;
+}
+
 bool DemoSeed::write(SqlPortfolioStore &store, QString *error)
 {
     if (SecurityCatalog::instance().all().empty()) {
@@ -255,5 +289,6 @@ bool DemoSeed::write(SqlPortfolioStore &store, QString *error)
            && addPortfolio(store, userId, no, QStringLiteral("待完成批次组合"),
                            bySymbols(pendingBasket), twap, &pendingId, error)
            && store.addOrderBatch(csi300Id, QStringLiteral("finished"), nullptr, error)
-           && store.addOrderBatch(pendingId, QStringLiteral("working"), nullptr, error);
+           && store.addOrderBatch(pendingId, QStringLiteral("working"), nullptr, error)
+           && writeAccounts(store, userId, QDate::currentDate(), error);
 }

@@ -72,9 +72,11 @@ QStringList MarketFeed::subscribe(quint64 clientId, const QStringList &symbols)
             continue;
         }
         Client &client = m_clients[clientId];
+        // Every subscription gets the current record at once, also of a symbol the
+        // client already held: a page pricing a basket must not wait an interval.
+        client.waitingForFirst.insert(symbol);
         if (client.references[symbol]++ > 0)
             continue;
-        client.waitingForFirst.append(symbol);
         auto line = m_lines.find(symbol);
         if (line == m_lines.end()) {
             line = m_lines.insert(symbol, Line());
@@ -97,7 +99,7 @@ void MarketFeed::unsubscribe(quint64 clientId, const QStringList &symbols)
         if (references == client->references.end() || --*references > 0)
             continue;
         client->references.erase(references);
-        client->waitingForFirst.removeAll(symbol);
+        client->waitingForFirst.remove(symbol);
         release(symbol);
     }
     if (client->references.isEmpty())
@@ -198,7 +200,7 @@ void MarketFeed::advanceTo(qint64 msSinceEpoch)
     m_now = now;
 
     for (auto client = m_clients.begin(); client != m_clients.end(); ++client) {
-        // A new subscription shows the current price at once unless a fresh one is due.
+        // A subscription shows the current price at once unless a fresh one is due.
         QList<Stamped> first;
         for (const QString &symbol : qAsConst(client->waitingForFirst)) {
             if (due.contains(symbol))

@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QStringList>
 #include <atomic>
 
@@ -12,7 +13,8 @@ class QTimer;
 // The back end's level-1 market data: a simulated record of every security a client
 // subscribed, once per quote interval. Each symbol publishes on its own phase inside the
 // interval (a hash of the symbol), so records trickle in as from a real feed rather than
-// in one burst. A newly subscribed symbol gets its current record at once.
+// in one burst. Every subscription gets the current record of each symbol it names at
+// once, also of a symbol the client held already.
 //
 // Subscriptions are counted per client: each subscription of a symbol adds a reference
 // and each unsubscription removes one; the client gets the symbol while it holds one.
@@ -77,7 +79,7 @@ private:
     struct Client
     {
         QHash<QString, int> references;
-        QStringList waitingForFirst;  // subscribed since the last clock step
+        QSet<QString> waitingForFirst;  // subscribed since the last clock step
     };
 
     void release(const QString &symbol);

@@ -128,6 +128,64 @@ const std::vector<Migration> &migrationList()
          {QStringLiteral("CREATE INDEX portfolio_lines_by_position"
                          " ON portfolio_lines (portfolio_id, line_no)")},
          {}},
+        {4, QStringLiteral("accounts of users: shareholder accounts, positions, lendable"
+                           " securities and lending contracts"),
+         {// The markets an account can trade on, in the order account lists show them.
+          QStringLiteral("CREATE TABLE markets ("
+                         " market TEXT PRIMARY KEY,"
+                         " sort_order INTEGER NOT NULL UNIQUE)"),
+          QStringLiteral("INSERT INTO markets (market, sort_order)"
+                         " VALUES ('SH', 1), ('SZ', 2), ('BJ', 3), ('HHK', 4), ('SZHK', 5)"),
+          // A fund account and its trading account are two numbers of one account;
+          // fund_property is '0' for a cash account and '1' for a credit account.
+          QStringLiteral("CREATE TABLE accounts ("
+                         " id INTEGER PRIMARY KEY,"
+                         " user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
+                         " fund_account TEXT NOT NULL UNIQUE,"
+                         " trading_account TEXT NOT NULL UNIQUE,"
+                         " fund_property TEXT NOT NULL CHECK (fund_property IN ('0', '1')),"
+                         " account_name TEXT NOT NULL)"),
+          QStringLiteral("CREATE INDEX accounts_by_user ON accounts (user_id, fund_account)"),
+          // The shareholder account through which an account trades on one market; the
+          // Stock Connect links use the Shanghai and Shenzhen numbers.
+          QStringLiteral("CREATE TABLE security_accounts ("
+                         " id INTEGER PRIMARY KEY,"
+                         " account_id INTEGER NOT NULL"
+                         "  REFERENCES accounts(id) ON DELETE CASCADE,"
+                         " market TEXT NOT NULL REFERENCES markets(market),"
+                         " security_account TEXT NOT NULL,"
+                         " UNIQUE (account_id, market))"),
+          QStringLiteral("CREATE TABLE positions ("
+                         " security_account_id INTEGER NOT NULL"
+                         "  REFERENCES security_accounts(id) ON DELETE CASCADE,"
+                         " security_id TEXT NOT NULL,"
+                         " current_qty BIGINT NOT NULL CHECK (current_qty >= 0),"
+                         " available_qty BIGINT NOT NULL"
+                         "  CHECK (available_qty >= 0 AND available_qty <= current_qty),"
+                         " cost_price DOUBLE PRECISION NOT NULL DEFAULT 0,"
+                         " currency TEXT NOT NULL DEFAULT 'CNY',"
+                         " PRIMARY KEY (security_account_id, security_id))"),
+          // What a credit account may still borrow to sell short.
+          QStringLiteral("CREATE TABLE lendable_securities ("
+                         " account_id INTEGER NOT NULL"
+                         "  REFERENCES accounts(id) ON DELETE CASCADE,"
+                         " market TEXT NOT NULL REFERENCES markets(market),"
+                         " security_id TEXT NOT NULL,"
+                         " lendable_qty BIGINT NOT NULL CHECK (lendable_qty >= 0),"
+                         " PRIMARY KEY (account_id, market, security_id))"),
+          QStringLiteral("CREATE TABLE lending_contracts ("
+                         " id INTEGER PRIMARY KEY,"
+                         " contract_no TEXT NOT NULL UNIQUE,"
+                         " account_id INTEGER NOT NULL"
+                         "  REFERENCES accounts(id) ON DELETE CASCADE,"
+                         " market TEXT NOT NULL REFERENCES markets(market),"
+                         " security_id TEXT NOT NULL,"
+                         " contract_qty BIGINT NOT NULL CHECK (contract_qty > 0),"
+                         " open_date DATE NOT NULL,"
+                         " return_date DATE NOT NULL)"),
+          QStringLiteral("CREATE INDEX lending_contracts_by_return_date"
+                         " ON lending_contracts (account_id, return_date, contract_no)")},
+         {}},
     };
     return list;
 }

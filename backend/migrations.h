@@ -12,6 +12,8 @@ class Migrations
 {
 public:
     static int latestVersion();
+    // The version that brought the account tables.
+    static constexpr int accountsVersion = 4;
 
     // Highest version recorded in the database; 0 for a database never migrated.
     // Returns -1 with a reason when it cannot be read.

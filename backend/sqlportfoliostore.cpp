@@ -16,7 +16,10 @@ namespace {
 
 const QStringList kCountedTables = {
     QStringLiteral("users"), QStringLiteral("strategies"), QStringLiteral("portfolios"),
-    QStringLiteral("portfolio_lines"), QStringLiteral("order_batches")};
+    QStringLiteral("portfolio_lines"), QStringLiteral("order_batches"),
+    QStringLiteral("accounts"), QStringLiteral("security_accounts"),
+    QStringLiteral("positions"), QStringLiteral("lendable_securities"),
+    QStringLiteral("lending_contracts")};
 
 // SQLite reports a unique or primary key conflict as 19 (2067 and 1555 extended),
 // PostgreSQL as SQLSTATE 23505.
@@ -147,7 +150,8 @@ bool SqlPortfolioStore::open(const QString &path, QString *error)
             return false;
         }
     }
-    if (!Migrations::apply(m_db, error)) {
+    m_versionBeforeOpen = Migrations::currentVersion(m_db, error);
+    if (m_versionBeforeOpen < 0 || !Migrations::apply(m_db, error)) {
         close();
         return false;
     }

@@ -28,13 +28,16 @@ public:
     void close();
     bool isOpen() const { return m_db.isOpen(); }
     QSqlDatabase database() const { return m_db; }
+    // Schema version the database had before open() brought it up to date; 0 for a new
+    // file.
+    int versionBeforeOpen() const { return m_versionBeforeOpen; }
 
     bool begin(QString *error);
     bool commit(QString *error);
     void rollback();
 
     // Rows in one of the store's tables (users, strategies, portfolios, portfolio_lines,
-    // order_batches).
+    // order_batches, and those of the account store).
     bool countRows(const QString &table, qint64 *count, QString *error);
 
     // *id is -1 when the user is unknown.
@@ -88,6 +91,7 @@ private:
 
     QString m_connectionName;
     QSqlDatabase m_db;
+    int m_versionBeforeOpen = 0;
     // The line insert runs once per line of every detail request: prepared once.
     std::unique_ptr<QSqlQuery> m_insertLine;
 };

@@ -138,10 +138,15 @@ int main(int argc, char *argv[])
     MainWindow window(&plugins);
     if (backendUp) {
         MessageBus::instance()->start(new InProcessTransport(backend.service(), backend.newClientId()));
-        if (login(options.user, error))
+        if (login(options.user, error)) {
             window.setBackendState(true, QStringLiteral("嵌入式后台 · 用户 %1 · %2")
                                              .arg(options.user, backendOptions.databasePath));
-        else
+            const QString accounts = CBusinessDataBase::GetInstance()->LoadAccountList(QStringLiteral("tzapp"));
+            if (accounts != QLatin1String("0"))
+                VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::SystemMsg, BusiMsgItem::TagSystem,
+                                        accounts);
+            window.showAccounts();
+        } else
             window.setBackendState(false, QStringLiteral("后台登录失败：%1").arg(error));
     } else {
         window.setBackendState(false, QStringLiteral("后台启动失败：%1").arg(error));

@@ -13,6 +13,10 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QStatusBar>
+#include <QToolBar>
+
+#include "veltrabusinessdatainterface.h"
+#include "veltracombobox.h"
 
 MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
     : QMainWindow(parent)
@@ -36,6 +40,21 @@ MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
     VeltraUtils::setBusiMsgSink([this](BusiMsgLevel, const QString &line) {
         QMetaObject::invokeMethod(m_messages, [this, line] { m_messages->appendPlainText(line); },
                                   Qt::QueuedConnection);
+    });
+
+    auto *accountBar = new QToolBar(QStringLiteral("账号"), this);
+    accountBar->setObjectName(QStringLiteral("AccountToolBar"));
+    accountBar->setMovable(false);
+    accountBar->addWidget(new QLabel(QStringLiteral(" 当前账号： "), accountBar));
+    m_accounts = new VeltraAccountComboBox(accountBar);
+    m_accounts->setObjectName(QStringLiteral("CurrentAccountComboBox"));
+    m_accounts->setToolTip(QStringLiteral("一键清仓等功能使用的资产账号"));
+    accountBar->addWidget(m_accounts);
+    addToolBar(Qt::TopToolBarArea, accountBar);
+    connect(m_accounts, QOverload<int>::of(&QComboBox::activated), this, [this](int) {
+        const AccountDetails account = m_accounts->currentAccount();
+        if (VeltraBusinessDataInterface::SwitchCurrentAccount(account.fundAccount))
+            statusBar()->showMessage(QStringLiteral("当前账号：%1").arg(account.displayText()), 5000);
     });
 
     m_backendState = new QLabel(this);
@@ -104,6 +123,12 @@ bool MainWindow::openPage(const QString &pageId)
     page->initPluginWidget();
     statusBar()->showMessage(QStringLiteral("已打开页面 %1（%2）").arg(page->pluginWidgetTitle(), pageId));
     return true;
+}
+
+void MainWindow::showAccounts()
+{
+    m_accounts->SetAccountList(CBusinessDataBase::GetInstance()->GetAccountList());
+    m_accounts->setEnabled(m_accounts->count() > 0);
 }
 
 void MainWindow::setBackendState(bool connected, const QString &text)

@@ -5,6 +5,7 @@
 class PluginManager;
 class QLabel;
 class QPlainTextEdit;
+class VeltraAccountComboBox;
 class TzPluginBaseWidget;
 
 // The client's main window: the page area, the business-message panel and a status
@@ -22,6 +23,10 @@ public:
     bool openPage(const QString &pageId);
     QPlainTextEdit *businessMessagePanel() const { return m_messages; }
     void setBackendState(bool connected, const QString &text);
+    // Fills the account picker with the login user's accounts (the platform's list) and
+    // shows the current one. Picking another makes it current for every page.
+    void showAccounts();
+    VeltraAccountComboBox *accountPicker() const { return m_accounts; }
     // Size, position and docks as the user left them (kept in the settings).
     void restoreLayout();
     void saveLayout() const;
@@ -33,6 +38,7 @@ private:
     PluginManager *m_plugins;
     QPlainTextEdit *m_messages;
     QLabel *m_backendState;
+    VeltraAccountComboBox *m_accounts;
     TzPluginBaseWidget *m_page = nullptr;
     int m_pageMetaId = 0;
 };

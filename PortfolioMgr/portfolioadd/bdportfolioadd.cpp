@@ -13,6 +13,7 @@
 #include "portfolioinfomgr.h"
 #include "portfoliolistbasicinfo.h"
 #include "portfolionamerule.h"
+#include "positionportfolioadd.h"
 #include "securitycatalog.h"
 #include "veltrautils.h"
 #include "veltrawidget.h"
@@ -37,7 +38,6 @@ const QString kRebalanceName = QStringLiteral("调仓组合");
 const QString kPositionName = QStringLiteral("批量减持组合");
 const QString kNoData = QStringLiteral("组合创建失败：未选择数据或数据为空。");
 const QString kNoItems = QStringLiteral("组合创建失败：获取表格数据失败。");
-const QString kShortSaleNoItems = QStringLiteral("创建组合失败：获取表格中的数据失败。");
 
 // A component fetch still running when its dialog goes away (or a newer double-click
 // replaces it) is parked here, so that neither ever waits for it (a std::async future
@@ -86,6 +86,7 @@ BDPortfolioAdd::BDPortfolioAdd(QWidget *parent)
 
     initTables();
     init();
+    initAccountPages();
 
     ui->pushButton_confirm->setStyleType(QStringLiteral("Highlight"));
     ui->pushButton_cance->setStyleType(QStringLiteral("Framed"));
@@ -223,8 +224,9 @@ void BDPortfolioAdd::makeConnections()
             &BDPortfolioAdd::slotSWTreeDoubleClicked);
     connect(this, &BDPortfolioAdd::singnalGetETFComponentList, this, &BDPortfolioAdd::slotGetETFComponentList);
     connect(m_basketDelegate, &BDPortfolioAddDelegate::signalAmountChanged, this, [this](const QModelIndex &index) {
+        // Only the tables with weight columns; a short-sale quantity has no weight.
         if (auto *table = qobject_cast<TzTableView *>(tableOfPage(ui->tabWidget->currentIndex())))
-            if (table->recordModel() == index.model())
+            if (table->recordModel() == index.model() && table != ui->tableView_ShortSale)
                 refreshAbsWeights(table);
     });
 
@@ -238,16 +240,7 @@ void BDPortfolioAdd::makeConnections()
     }
     connect(ui->tableView_Pos, &QAbstractItemView::clicked, this, &BDPortfolioAdd::slotPositionClicked);
 
-    // The account pages wait for the account service (accounts, positions, securities to
-    // borrow); until it is there their commands say so instead of doing nothing.
-    for (QPushButton *button : {ui->pushButton_ShortSaleSearch, ui->pushButton_VoucherSearch,
-                                ui->pushButton_PosRefresh, ui->pushButton_PRImport,
-                                ui->pushButton_PRExportTemplate}) {
-        connect(button, &QPushButton::clicked, this, [this, button] {
-            qInfo().noquote() << "BDPortfolioAdd account page command not available yet:" << button->objectName();
-            VeltraWidget::ShowTipMsgBox(QStringLiteral("账户数据服务尚未接入，暂不能查询账户、持仓和可融券数据。"), this);
-        });
-    }
+    connectAccountPages();
 }
 
 TzTableView *BDPortfolioAdd::tableOfPage(int page) const
@@ -322,12 +315,15 @@ void BDPortfolioAdd::slotTabWidgetIndexChanged(int index)
     case PageRebalance:
         ui->checkBox_bySide->show();
         ui->widget_PosTarType->show();
+        // The weight form: weights, target amount and price basis.
+        ui->cmb_PRFileType->setCurrentIndex(ui->cmb_PRFileType->findData(1));
         setFreeName(kRebalanceName);
         break;
     case PagePosition:
         ui->widget_PosTarType->show();
         ui->cmb_PosTarType->setEnabled(true);
         setFreeName(kPositionName);
+        slotBtnRefreshPosTableClicked();
         ui->cmb_PosAccount->setMouseTracking(true);
         break;
     default:
@@ -506,11 +502,6 @@ void BDPortfolioAdd::updateSelectionLabel()
                                      .arg(table->recordModel()->rowCount()));
 }
 
-void BDPortfolioAdd::slotPositionClicked(const QModelIndex &index)
-{
-    m_positionClickedIndex = index;
-}
-
 void BDPortfolioAdd::slotRelodadETFList(QList<QMap<int, QMap<QString, QVariant> > > etfRootMapList)
 {
     ui->treeView_ETF->updateRecordDataList(etfRootMapList);
@@ -596,21 +587,6 @@ void BDPortfolioAdd::slotSWTreeDoubleClicked(const QModelIndex &index)
     updateSelectionLabel();
 }
 
-void BDPortfolioAdd::slotQuotationUpdated(TzPortfolioQuote quote)
-{
-    Q_UNUSED(quote)
-}
-
-void BDPortfolioAdd::slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList)
-{
-    Q_UNUSED(recordList)
-}
-
-void BDPortfolioAdd::slotCouponInfoInfoUpdated(QList<QVariantMap> contractList)
-{
-    Q_UNUSED(contractList)
-}
-
 // ---- Confirm ---------------------------------------------------------------------------
 
 void BDPortfolioAdd::emitRecord(const PortfolioDetailBasicInfo &detail)
@@ -657,24 +633,6 @@ QString BDPortfolioAdd::buildBasket(TzTableView *table, PortfolioDetailBasicInfo
     return detail.SymbolList().isEmpty() ? kNoItems : QString();
 }
 
-QString BDPortfolioAdd::buildFromCheckedRows(TzTableView *table, PortfolioDetailBasicInfo &detail)
-{
-    const QList<int> checked = table->getCheckedRows();
-    if (checked.isEmpty())
-        return kNoData;
-    QList<PortfolioItem> items;
-    for (int row : checked) {
-        const RowRecord record = table->getRowData(row);
-        if (record.isEmpty()) {
-            qDebug() << "BDPortfolioAdd::onpushbtn_confirm_slot" << "recordMap is empty, continue";
-            continue;
-        }
-        items.append(itemOf(record));
-    }
-    detail.setSymbolList(items);
-    return QString();
-}
-
 void BDPortfolioAdd::onpushbtn_confirm_slot()
 {
     if (m_busy)
@@ -713,17 +671,30 @@ void BDPortfolioAdd::onpushbtn_confirm_slot()
         break;
     case PageShortSale:
         extension.insert(Portfolio::portType, PortType::shortSale);
-        refusal = buildFromCheckedRows(ui->tableView_ShortSale, detail);
-        if (refusal.isEmpty() && detail.SymbolList().isEmpty())
-            refusal = kShortSaleNoItems;
+        extension.insert(Portfolio::algoParam,
+                         QVariantMap{{ImportField::FundAccount, ui->cmb_ShortSaleAccount->currentFundAccount()}});
+        refusal = buildShortSale(detail);
         break;
     case PageRebalance:
-    case PagePosition:
-        extension.insert(Portfolio::portType, page == PageRebalance ? PortType::rebalance : PortType::positionReduce);
-        refusal = buildFromCheckedRows(page == PageRebalance ? ui->tableView_PR : ui->tableView_Pos, detail);
-        if (refusal.isEmpty() && detail.SymbolList().isEmpty())
+    case PagePosition: {
+        TzTableView *table = page == PageRebalance ? ui->tableView_PR : ui->tableView_Pos;
+        const QList<int> checked = table->getCheckedRows();
+        if (checked.isEmpty()) {
+            refusal = kNoData;
+            break;
+        }
+        QList<RowRecord> rows;
+        for (int row : checked)
+            rows.append(table->getRowData(row));
+        const QString fundAccount = page == PageRebalance ? ui->cmb_PRAccount->currentFundAccount()
+                                                          : ui->cmb_PosAccount->currentFundAccount();
+        PositionPortfolioAdd::transTableDataToPortInfo(
+            rows, detail, fundAccount, page == PageRebalance ? PortTypeRebalance : PortTypePositionReduce);
+        extension = detail.ExtensionDescription();
+        if (detail.SymbolList().isEmpty())
             refusal = kNoItems;
         break;
+    }
     case PageEtf:
         extension.insert(Portfolio::portType, PortType::etf);
         refusal = buildBasket(ui->tableWidget_ETF, detail);

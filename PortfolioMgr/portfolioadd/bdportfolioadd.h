@@ -7,6 +7,7 @@
 
 #include <QMap>
 #include <QModelIndex>
+#include <QMutex>
 #include <QSet>
 #include <QVariantMap>
 #include <QWidget>
@@ -35,6 +36,11 @@ public:
     // Pages as the tab widget holds them once the voucher and index pages are taken out.
     enum Page { PageDefault = 0, PageShortSale = 1, PageRebalance = 2, PagePosition = 3, PageEtf = 4,
                 PageIndustry = 5, PageIndex = 6 };
+    // Markets a rebalance covers: 0 = non-Hong-Kong markets, 1 = the two Hong Kong connect
+    // markets, 2 = both (the item data of the market-range combo).
+    enum TargetPosType { TargetNonHongKong = 0, TargetHongKongConnect = 1, TargetBoth = 2 };
+    // Price bases of the weight conversion (the item data of the price-basis combo).
+    enum PriceBasis { PriceLatest = 0, PricePreClose = 1, PriceBid1 = 2, PriceAsk1 = 3 };
 
     explicit BDPortfolioAdd(QWidget *parent = nullptr);
     ~BDPortfolioAdd() override;
@@ -51,6 +57,19 @@ public:
     void onAddPortfolioAccepted(const QString &portfolioNo);
     void onAddPortfolioFailed(const QString &reason);
     bool isBusy() const { return m_busy; }
+
+    // Reads the target file the trader picks into target quantities by key (symbol + "_"
+    // + market). 0 on success; -1 after showing why not (or silently on cancel).
+    int readAndTransPRTargetPosFromFile(QMap<QString, qint64> &targets, const TargetPosType &type);
+    // The lines that move the account's holdings to the targets. An account without
+    // positions yields lines for the targets alone. When the positions cannot be read the
+    // list is empty and prCalcError() says why.
+    QList<QMap<int, QMap<QString, QVariant> > > calcPortDetailByTargetPos(const QString &tradingAccount,
+                                                                          const QMap<QString, qint64> &targets,
+                                                                          const TargetPosType &type);
+    QString prCalcError() const { return m_prCalcError; }
+    // The trading account the return page asks lending contracts for.
+    QString voucherAccount() const;
 
 signals:
     void singnalPushBtnClose();
@@ -83,8 +102,31 @@ public slots:
     void slotPositionClicked(const QModelIndex &index);
     void slotGetETFComponentList(QString code, QList<RowRecord> rows);
 
+    // Account pages.
+    void slotPositionListUpdate(QList<QMap<int, QVariantMap> > recordList);
+    void slotPRImportBtnClicked();
+    void slotPRExportTemplateBtnClicked();
+    void slotPRFileTypeCmdChanged(int index);
+    void slotPROddLotChanged(int index);
+    void slotPositionRatioChanged();
+    void slotBtnRefreshPosTableClicked();
+    void slotCmbPosTarTypeChanged(int index);
+    void slotCmbPosTypeChanged(int index);
+    void slotComboxFundAccountChanged(int index);
+    void slotClosePositionPersistentEditor();
+    void slotShortSaleSearchBtnClicked();
+    void SlotVoucherSearchBtnClicked();
+    void slotMarFundAccountChanged(int index);
+    void slotShortSaleTableClicked(const QModelIndex &index);
+    void slotVoucherTableClicked(const QModelIndex &index);
+
 private:
     void initTables();
+    void initAccountPages();
+    void connectAccountPages();
+    // Shows the position rows at the chosen share of each holding.
+    void showPositionRows();
+    QString buildShortSale(PortfolioDetailBasicInfo &detail);
     void initBasketPage(TzTableView *table, const QString &tableName);
     void init();
     void makeConnections();
@@ -97,7 +139,6 @@ private:
     // Confirm branches; each returns the refusal text, empty when the record is complete.
     QString buildDefault(PortfolioDetailBasicInfo &detail);
     QString buildBasket(TzTableView *table, PortfolioDetailBasicInfo &detail);
-    QString buildFromCheckedRows(TzTableView *table, PortfolioDetailBasicInfo &detail);
     void emitRecord(const PortfolioDetailBasicInfo &detail);
 
     Ui::BDPortfolioAdd *ui;
@@ -118,4 +159,22 @@ private:
     QString m_currentIndustry;
     QModelIndex m_defaultClickedIndex;
     QModelIndex m_positionClickedIndex;
+    QPersistentModelIndex m_positionEditorIndex;  // the position cell whose editor is open
+    QModelIndex m_shortSaleClickedIndex;
+    QModelIndex m_voucherClickedIndex;
+
+    // Position page: the rows of the whole holdings as the presenter answered.
+    QList<QMap<int, QVariantMap> > m_positionRecords;
+    bool m_positionQueryPending = false;
+
+    // Rebalance page. While quotes convert weights, the handler and the import share
+    // these under m_mutex.
+    QMutex m_mutex;
+    QMap<QString, double> m_prTargetAmounts;        // key -> amount, then quantity
+    QMap<QString, QStringList> m_prSymbolKeys;      // symbol -> its keys
+    QStringList m_prWaitingSymbols;                 // symbols still without a quote
+    QStringList m_prUnpricedKeys;                   // keys left out: no usable price
+    int m_prPriceBasis = PriceLatest;
+    int m_prOddLotType = 0;
+    QString m_prCalcError;
 };

@@ -1,6 +1,8 @@
 #include "portfolioslist.h"
 #include "ui_portfolioslist.h"
 
+#include "cbusinessdatabase.h"
+
 #include "bdportfolioadd.h"
 #include "cdatabase.h"
 #include "portfolioslistdelegate.h"
@@ -42,6 +44,10 @@ PortfoliosList::PortfoliosList(QWidget *parent)
     , ui(new Ui::PortfoliosList)
 {
     ui->setupUi(this);
+    // The client's current account until the host announces another one.
+    const AccountDetails current = CBusinessDataBase::GetInstance()->GetAccountDetailsByTradinngAccount(
+        CBusinessDataBase::GetInstance()->GetCurrentFundAccount());
+    slotTradingAccountChanged(current.fundAccount, current.tradingAccount);
     ui->tableWidget->SetTableName(QStringLiteral("PortfoliosList"));
     ui->tableWidget->setKeyColumn(ColNumber);
     ui->tableWidget->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -483,6 +489,14 @@ void PortfoliosList::slotTradingAccountChanged(QString tradingAccount, QString f
 {
     m_tradingAccount = tradingAccount;
     m_fundAccount = fundAccount;
+    qInfo().noquote() << "PortfoliosList::slotTradingAccountChanged" << tradingAccount << fundAccount;
+}
+
+QString PortfoliosList::voucherAccount() const
+{
+    if (m_addDialog)
+        return m_addDialog->voucherAccount();
+    return m_tradingAccount;
 }
 
 void PortfoliosList::slotShowTypeChanged(ShowType showType)

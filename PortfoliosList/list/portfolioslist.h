@@ -92,6 +92,11 @@ public slots:
     void slotCreateWarning(QStringList lstSupport, QStringList lstUnSupport);
     void slotBtnRefreshClicked();
     void slotTradingAccountChanged(QString tradingAccount, QString fundAccount);
+public:
+    // The account whose lending contracts the open dialog's return page asks for (the
+    // client's current account when no dialog is open).
+    QString voucherAccount() const;
+public slots:
 
     void on_pushButton_new_clicked();
     void on_pushButton_import_clicked();
@@ -194,6 +199,11 @@ private:
     QTimer *m_quoteTimer = nullptr;
     QTimer *m_clickTimer = nullptr;
     ShowType m_showType = ShowPlain;
+    // Set by slotTradingAccountChanged(a, b), whose arguments come from the presenter's
+    // signalTradingAccountChanged(fundAccount, tradingAccount): m_tradingAccount holds the
+    // fund account and m_fundAccount the trading account. One-key liquidation relies on
+    // exactly this (positions are asked for by trading account, the portfolio is made
+    // for the fund account).
     QString m_tradingAccount;
     QString m_fundAccount;
     bool m_lastModifyOk = false;

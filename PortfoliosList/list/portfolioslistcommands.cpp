@@ -3,6 +3,7 @@
 // command asks the back end first and changes store and table only on success.
 
 #include "portfolioslist.h"
+#include "positionportfolioadd.h"
 #include "ui_portfolioslist.h"
 
 #include "bdportfolioadd.h"
@@ -517,21 +518,36 @@ void PortfoliosList::startLiquidation()
 {
     m_liquidationPending = true;
     ui->pushButton_posCreate->setEnabled(false);
+    // See slotPositionListUpdate: what the list calls the fund account is the trading
+    // account the positions are asked for.
     emit signalQueryPositionInfo(m_fundAccount, 0, 0);
 }
 
 void PortfoliosList::slotPositionListUpdate(QList<QMap<int, QVariantMap> > recordList)
 {
     if (!m_liquidationPending) {
-        qInfo() << "PortfoliosList::slotPositionListUpdate no liquidation pending; records" << recordList.size();
+        if (m_addDialog)
+            m_addDialog->slotPositionListUpdate(recordList);
         return;
     }
     m_liquidationPending = false;
     ui->pushButton_posCreate->setEnabled(true);
-    // Positions become portfolio lines through the position page's conversion, which
-    // comes with the account-data tabs; until then no position can be turned into a line.
-    reportCommand(QStringLiteral("一键清仓"), QStringLiteral("未获取到可用持仓数据"));
-    VeltraWidget::ShowErrorMsgBox(QStringLiteral("一键清仓组合创建失败：未获取到可用持仓数据。"), this);
+
+    PortfolioDetailBasicInfo detail;
+    QString name = QStringLiteral("一键清仓组合");
+    PortfolioListBasicInfo::GetInstance()->CheckPortfolioName(name, name);
+    detail.setName(name);
+    detail.setStrategyName(QStringLiteral("无"));
+    detail.setDefaultNum(1000);
+    // The list keeps the two accounts in the order the account event names them: what
+    // it calls the trading account is the fund account the portfolio is for.
+    PositionPortfolioAdd::transTableDataToPortInfo(recordList, detail, m_tradingAccount, PortTypeLiquidation);
+    if (detail.SymbolList().isEmpty()) {
+        reportCommand(QStringLiteral("一键清仓"), QStringLiteral("未获取到可用持仓数据"));
+        VeltraWidget::ShowErrorMsgBox(QStringLiteral("一键清仓组合创建失败：未获取到可用持仓数据。"), this);
+        return;
+    }
+    slotAddPortfolioLst(detail, true, 0, false);
 }
 
 void PortfoliosList::slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList)

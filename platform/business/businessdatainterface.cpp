@@ -1,5 +1,6 @@
 #include "businessdatainterface.h"
 
+#include "busquery.h"
 #include "cmessagecommon.h"
 #include "cpackmessagecommon.h"
 #include "fieldkeys.h"
@@ -7,6 +8,7 @@
 #include "msgtypes.h"
 #include "securitycatalog.h"
 #include "tzpresenterclass.h"
+#include "veltrabusinessdatainterface.h"
 
 #include <QDebug>
 
@@ -63,4 +65,26 @@ QString BusinessDataInterface::UnSubscribeSecurityQuotation(TzPresenterClass *re
                                                             int, int)
 {
     return send(MsgType::unsubscribeQuoteRequest, receiver, symbols);
+}
+
+QString BusinessDataInterface::GetPositionListByAccount(const QString &tradingAccount, const QString &securityAccount,
+                                                        const QString &market, QList<QVariantMap> &positions,
+                                                        const QString &sourceId)
+{
+    QVariantMap fields{{AccountField::tradingAccount, tradingAccount}};
+    if (!securityAccount.isEmpty())
+        fields.insert(AccountField::securityAccount, securityAccount);
+    if (!market.isEmpty())
+        fields.insert(RequestField::securityExchange, market);
+    QList<QVariantMap> rows;
+    QString error;
+    if (!BusQueryAllPages(sourceId, MsgType::queryPositionRequest, fields, 1000, rows, error))
+        return QStringLiteral("持仓查询失败：") + error;
+    for (QVariantMap &row : rows) {
+        row.insert(Security::symbol, VeltraBusinessDataInterface::GetSymbolBySecurityIDAndExchange(
+                                         row.value(RequestField::securityID).toString(),
+                                         row.value(RequestField::securityExchange).toString()));
+    }
+    positions.append(rows);
+    return QStringLiteral("0");
 }

@@ -2,8 +2,10 @@
 
 #include "tzplatform_global.h"
 
+#include <QList>
 #include <QString>
 #include <QVariant>
+#include <QVariantMap>
 
 class TzPresenterClass;
 
@@ -23,4 +25,14 @@ public:
                                               int quoteType, int quoteLevel);
     static QString UnSubscribeSecurityQuotation(TzPresenterClass *receiver, const QVariant &symbols,
                                                 int quoteType, int quoteLevel);
+
+    // The positions of a trading account (the fund account is accepted too), all of its
+    // security accounts, or only securityAccount / market when given. Blocks until the
+    // back end has answered every page. Each position carries the back end's fields
+    // (AccountField::, RequestField::securityID and securityExchange) and
+    // Security::symbol, empty when the security is unknown here. Returns "0", or the text
+    // to show.
+    static QString GetPositionListByAccount(const QString &tradingAccount, const QString &securityAccount,
+                                            const QString &market, QList<QVariantMap> &positions,
+                                            const QString &sourceId = QStringLiteral("platform"));
 };

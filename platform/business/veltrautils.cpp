@@ -15,7 +15,7 @@ VeltraUtils::SaveFileNameHook g_saveFileNameHook;
 QString askSaveFileName(QWidget *parent, const QString &caption, const QString &suggestedName)
 {
     return QFileDialog::getSaveFileName(parent, caption, QDir(VeltraUtils::LastTableFolder()).filePath(suggestedName),
-                                        QStringLiteral("Excel 工作簿 (*.xlsx)"));
+                                        QStringLiteral("Excel 工作簿 (*.xlsx);;CSV 文件 (*.csv)"));
 }
 
 } // namespace
@@ -27,7 +27,8 @@ void VeltraUtils::setSaveFileNameHook(SaveFileNameHook hook)
 }
 
 bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, QWidget *parent,
-                                       const QString &filePath, QString *error, QString *savedPath)
+                                       const QString &filePath, QString *error, QString *savedPath,
+                                       const QString &variant)
 {
     if (error)
         error->clear();
@@ -38,18 +39,20 @@ bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, Q
             QMutexLocker lock(&g_hookMutex);
             hook = g_saveFileNameHook;
         }
-        const QString caption = PortfolioTemplateWriter::caption(type);
-        const QString suggested = PortfolioTemplateWriter::suggestedFileName(type);
+        const QString caption = PortfolioTemplateWriter::caption(type, variant);
+        const QString suggested = PortfolioTemplateWriter::suggestedFileName(type, variant);
         path = hook ? hook(parent, caption, suggested)
                     : askSaveFileName(parent, caption, suggested);
         if (path.isEmpty())
             return false;
         // The dialog's filter does not add the suffix on every platform.
-        if (QFileInfo(path).suffix().compare(QLatin1String("xlsx"), Qt::CaseInsensitive) != 0)
+        const QString suffix = QFileInfo(path).suffix();
+        if (suffix.compare(QLatin1String("xlsx"), Qt::CaseInsensitive) != 0
+            && suffix.compare(QLatin1String("csv"), Qt::CaseInsensitive) != 0)
             path += QStringLiteral(".xlsx");
         RememberTableFolder(path);
     }
-    if (!PortfolioTemplateWriter::write(type, path, error))
+    if (!PortfolioTemplateWriter::write(type, path, error, variant))
         return false;
     if (savedPath)
         *savedPath = path;

@@ -37,9 +37,12 @@ public:
     // the last table file) and writes the template there. False when the user cancels
     // (error stays empty) or the file cannot be written (error says why). savedPath
     // receives the file written.
+    // The save dialog offers .xlsx and .csv; the suffix chosen decides the format.
+    // variant names a form of the template (the rebalance template's "权重" or "数量").
     static bool DownloadTemplateFile(VeltraConstants::TemplateFileType type, QWidget *parent,
                                      const QString &filePath = QString(),
-                                     QString *error = nullptr, QString *savedPath = nullptr);
+                                     QString *error = nullptr, QString *savedPath = nullptr,
+                                     const QString &variant = QString());
 
     // Replaces the save dialog, e.g. in tests; an empty function restores the dialog.
     // The hook returns the chosen path, or an empty text when the user cancels.

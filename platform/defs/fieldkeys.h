@@ -117,6 +117,12 @@ inline const QString securityExchange = QStringLiteral("SecurityExchange");
 inline const QString entrustProp = QStringLiteral("EntrustProp");
 }
 
+// How a line's securities are held; ordinary holdings (not covered or pledged).
+namespace OptionHoldType {
+inline const QString key = QStringLiteral("OptionHoldType");
+inline const QString ordinary = QStringLiteral("0");
+}
+
 // Portfolio-level extension attributes (the extension map of a portfolio).
 namespace Portfolio {
 inline const QString portType = QStringLiteral("portType");
@@ -139,6 +145,38 @@ inline const QString positionReduce = QStringLiteral("positionReduce"); // part 
 inline const QString liquidation = QStringLiteral("liquidation"); // every available holding, to sell
 inline const QString shortSale = QStringLiteral("shortSale");    // securities to borrow and sell
 inline const QString clipboard = QStringLiteral("clipboard");    // codes handed over by another page
+}
+
+// The same origins by number, as the pages that build portfolios from account data pass
+// them; PortTypeText gives the text stored in Portfolio::portType.
+enum PortfolioPortType : int {
+    PortTypeNormal = 0,
+    PortTypeAlgo = 1,
+    PortTypeRebalance = 2,
+    PortTypePositionReduce = 3,
+    PortTypeShortSale = 4,
+    PortTypeLiquidation = 5,
+    PortTypeEtf = 6,
+    PortTypeIndustry = 7,
+    PortTypeIndex = 8,
+    PortTypeClipboard = 9,
+};
+
+inline QString PortTypeText(PortfolioPortType type)
+{
+    switch (type) {
+    case PortTypeAlgo: return PortType::algo;
+    case PortTypeRebalance: return PortType::rebalance;
+    case PortTypePositionReduce: return PortType::positionReduce;
+    case PortTypeShortSale: return PortType::shortSale;
+    case PortTypeLiquidation: return PortType::liquidation;
+    case PortTypeEtf: return PortType::etf;
+    case PortTypeIndustry: return PortType::industry;
+    case PortTypeIndex: return PortType::index;
+    case PortTypeClipboard: return PortType::clipboard;
+    case PortTypeNormal: break;
+    }
+    return PortType::normal;
 }
 
 // Fields of an industry record in the Shenwan tree.

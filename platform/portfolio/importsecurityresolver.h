@@ -16,7 +16,7 @@
 // when nothing decides, the line is refused rather than guessed. A name that belongs to
 // another security the code could stand for is a contradiction and refused too; a name
 // that matches none of them (an old or shortened name) is no reason to refuse.
-class ImportSecurityResolver
+class TZPLATFORM_EXPORT ImportSecurityResolver
 {
 public:
     ImportSecurityResolver();

@@ -1,5 +1,8 @@
 #include "portfoliolistbasicinfo.h"
 
+#include "busquery.h"
+#include "cdatabase.h"
+
 #include "cbusinessdatabase.h"
 #include "cmessagecommon.h"
 #include "cpackmessagecommon.h"
@@ -31,41 +34,6 @@ int loadPageSize()
     return size > 0 ? size : 500;
 }
 
-// Sends one query for the login user; true with the answer's reader on success. Uses
-// the bus directly, so a worker may call it while its page goes away.
-bool query(const QString &sourceId, const QString &type, CUnPackMessageCommon &answer,
-           QString &error, const QVariantMap &extra = QVariantMap())
-{
-    CPackMessageCommon body;
-    body.AddVaule(RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount());
-    body.AddVaule(RequestField::msgType, type);
-    for (auto it = extra.cbegin(); it != extra.cend(); ++it)
-        body.AddVaule(it.key(), it.value());
-    CMessageCommon message;
-    message.SetSrcid(sourceId);
-    message.SetType(type);
-    message.SetMsg(body.GetPackedMsg(false));
-    QVariant reply;
-    const int rc = MessageBus::instance()->request(message, reply, MessageBus::defaultTimeoutMs());
-    if (rc == MessageBus::TimedOut) {
-        error = QStringLiteral("请求超时");
-        return false;
-    }
-    if (rc != MessageBus::Answered) {
-        error = QStringLiteral("请求发送失败，错误代码：%1").arg(rc);
-        return false;
-    }
-    if (!answer.SetUnPackMsg(reply)) {
-        error = QStringLiteral("后台应答无法解析");
-        return false;
-    }
-    if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
-        error = answer.GetValue(RequestField::textDescription).toString();
-        return false;
-    }
-    return true;
-}
-
 // Portfolios of one query, page by page; each page becomes records before the next one
 // is asked for.
 bool queryPortfolios(const QString &sourceId, const QVariantMap &filter,
@@ -78,7 +46,7 @@ bool queryPortfolios(const QString &sourceId, const QVariantMap &filter,
         QVariantMap fields = filter;
         fields.insert(RequestField::pageSize, pageSize);
         fields.insert(RequestField::positionStr, position);
-        if (!query(sourceId, MsgType::queryPortfolioRequest, page, error, fields))
+        if (!BusQuery(sourceId, MsgType::queryPortfolioRequest, page, error, fields))
             return false;
         for (const QVariantMap &row : page.rows())
             out->append(PortfolioWireFormat::portfolioFromRow(row));
@@ -128,7 +96,7 @@ bool PortfolioListBasicInfo::LoadSnapshot(const QString &sourceId, PortfolioSnap
 {
     QString reason;
     CUnPackMessageCommon strategies;
-    if (!query(sourceId, MsgType::queryStrategyRequest, strategies, reason)) {
+    if (!BusQuery(sourceId, MsgType::queryStrategyRequest, strategies, reason)) {
         *error = reason;
         return false;
     }
@@ -453,7 +421,17 @@ bool PortfolioListBasicInfo::checkPortfolioSecurity(const QString &symbol) const
     const SecurityInfo *s = SecurityCatalog::instance().bySymbol(symbol);
     if (!s || s->delisted)
         return true;
-    return s->name.startsWith(QStringLiteral("退")) || s->name.endsWith(QStringLiteral("退"));
+    if (s->name.startsWith(QStringLiteral("退")) || s->name.endsWith(QStringLiteral("退")))
+        return true;
+    const QString listed = CDataBase::GetInstance()->GetStaticCfgValue(QStringLiteral("PortfolioSysCfg"),
+                                                                       QStringLiteral("RestrictedSymbols"));
+    if (listed.isEmpty())
+        return false;
+    for (const QStringRef &entry : listed.splitRef(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        if (entry.trimmed() == symbol)
+            return true;
+    }
+    return false;
 }
 
 bool PortfolioListBasicInfo::IsSupportSecurity(const QString &symbol) const

@@ -95,8 +95,10 @@ public:
     bool CheckPortfolioName(const QString &name, QString &freeName) const;
 
     // True when the security is restricted for portfolios and must not be held in one:
-    // it is unknown, delisted, or under delisting arrangement (its short name starts with
-    // "退" or carries "退" at the end). Callers keep a security only when this is false.
+    // it is unknown, delisted, under delisting arrangement (its short name starts with
+    // "退" or carries "退" at the end), or on the firm's restricted list (static
+    // configuration PortfolioSysCfg/RestrictedSymbols). Callers keep a security only
+    // when this is false.
     bool checkPortfolioSecurity(const QString &symbol) const;
     // True when the security type can be traded in portfolios: A shares of every board
     // except B shares, ETFs, convertible bonds and Hong-Kong connect stocks.

@@ -1,6 +1,8 @@
 #include "portfoliotemplatewriter.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
 #include <QStringList>
 #include <QVector>
 
@@ -78,10 +80,16 @@ const QVector<TemplateColumn> &allColumns()
     return columns;
 }
 
-QVector<TemplateColumn> columnsOf(TemplateFileType type)
+const QString kWeightVariant = QStringLiteral("权重");
+const QString kQuantityVariant = QStringLiteral("数量");
+
+QVector<TemplateColumn> columnsOf(TemplateFileType type, const QString &variant)
 {
-    const QStringList posAdjust = {QStringLiteral("证券代码"), QStringLiteral("市场"),
-                                   QStringLiteral("委托数量"), QStringLiteral("相对权重")};
+    QStringList posAdjust = {QStringLiteral("证券代码"), QStringLiteral("市场")};
+    if (variant != kWeightVariant)
+        posAdjust << QStringLiteral("委托数量");
+    if (variant != kQuantityVariant)
+        posAdjust << QStringLiteral("相对权重");
     // The normal template ends at 委托价格; the algorithm template has every column.
     const int normalCount = 9;
     QVector<TemplateColumn> result;
@@ -94,16 +102,62 @@ QVector<TemplateColumn> columnsOf(TemplateFileType type)
         if (wanted)
             result.append(all.at(i));
     }
+    if (type == TemplateFileType::PortfolioPosAdjust) {
+        for (TemplateColumn &column : result) {
+            if (column.name == QLatin1String("委托数量"))
+                column.help = QStringLiteral("目标持仓数量（股、份、张），0表示清仓该证券；"
+                                             "小数按四舍五入到整数");
+            else if (column.name == QLatin1String("相对权重"))
+                column.help = QStringLiteral("目标权重，不小于0，各行按比例换算为目标金额，合计无须为1");
+            else if (column.name == QLatin1String("市场"))
+                column.help = QStringLiteral("必填。SH上交所、SZ深交所、BJ北交所、HHK沪港通、SZHK深港通");
+        }
+    }
     return result;
 }
 
-QString sheetName(TemplateFileType type)
+bool writeCsv(const QVector<TemplateColumn> &columns, const QString &path, QString *error)
+{
+    QStringList lines;
+    QStringList header;
+    int rows = 0;
+    for (const TemplateColumn &column : columns) {
+        header << column.name;
+        rows = qMax(rows, column.examples.size());
+    }
+    lines << header.join(QLatin1Char(','));
+    for (int r = 0; r < rows; ++r) {
+        QStringList cells;
+        for (const TemplateColumn &column : columns)
+            cells << column.examples.value(r);
+        lines << cells.join(QLatin1Char(','));
+    }
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        if (error)
+            *error = QStringLiteral("模板文件无法创建：%1（%2）").arg(path, file.errorString());
+        return false;
+    }
+    file.write("\xEF\xBB\xBF");
+    file.write((lines.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n")).toUtf8());
+    if (!file.commit()) {
+        if (error)
+            *error = QStringLiteral("模板文件保存失败：%1（%2）").arg(path, file.errorString());
+        return false;
+    }
+    if (error)
+        error->clear();
+    return true;
+}
+
+QString sheetName(TemplateFileType type, const QString &variant = QString())
 {
     switch (type) {
     case TemplateFileType::PortfolioAlgo:
         return QStringLiteral("算法组合");
     case TemplateFileType::PortfolioPosAdjust:
-        return QStringLiteral("调仓目标持仓");
+        return variant.isEmpty() ? QStringLiteral("调仓目标持仓")
+                                 : QStringLiteral("调仓目标持仓（%1）").arg(variant);
     case TemplateFileType::PortfolioNormal:
         break;
     }
@@ -112,18 +166,23 @@ QString sheetName(TemplateFileType type)
 
 } // namespace
 
-QString PortfolioTemplateWriter::suggestedFileName(TemplateFileType type)
+QString PortfolioTemplateWriter::suggestedFileName(TemplateFileType type, const QString &variant)
 {
-    return sheetName(type) + QStringLiteral("模板.xlsx");
+    return sheetName(type, variant) + QStringLiteral("模板.xlsx");
 }
 
-QString PortfolioTemplateWriter::caption(TemplateFileType type)
+QString PortfolioTemplateWriter::caption(TemplateFileType type, const QString &variant)
 {
-    return QStringLiteral("保存%1模板").arg(sheetName(type));
+    return QStringLiteral("保存%1模板").arg(sheetName(type, variant));
 }
 
-bool PortfolioTemplateWriter::write(TemplateFileType type, const QString &path, QString *error)
+bool PortfolioTemplateWriter::write(TemplateFileType type, const QString &path, QString *error,
+                                    const QString &variant)
 {
+    const QVector<TemplateColumn> columns = columnsOf(type, variant);
+    if (QFileInfo(path).suffix().compare(QLatin1String("csv"), Qt::CaseInsensitive) == 0)
+        return writeCsv(columns, path, error);
+
     const QByteArray fileName = QFile::encodeName(path);
     lxw_workbook *workbook = workbook_new(fileName.constData());
     if (!workbook) {
@@ -140,8 +199,9 @@ bool PortfolioTemplateWriter::write(TemplateFileType type, const QString &path, 
     lxw_format *wrap = workbook_add_format(workbook);
     format_set_text_wrap(wrap);
 
-    const QVector<TemplateColumn> columns = columnsOf(type);
-    lxw_worksheet *sheet = workbook_add_worksheet(workbook, sheetName(type).toUtf8().constData());
+    // A sheet name holds at most 31 characters and no brackets of some kinds; the
+    // variant's full-width brackets are allowed.
+    lxw_worksheet *sheet = workbook_add_worksheet(workbook, sheetName(type, variant).toUtf8().constData());
     for (int c = 0; c < columns.size(); ++c) {
         const TemplateColumn &column = columns.at(c);
         const lxw_col_t col = lxw_col_t(c);

@@ -586,6 +586,12 @@ void tst_PortfolioAdd::refusalsKeepTheDialogAndItsInput()
     if (withRow)
         fx.pick(QStringLiteral("600519"));
     fx.tabs()->setCurrentIndex(page);
+    // The position page fills itself with the account's holdings, all chosen; none of
+    // them is chosen here.
+    for (auto *table : dialog->findChildren<TzTableView *>()) {
+        if (fx.tabs()->currentWidget()->isAncestorOf(table) && table->recordModel()->isCheckable())
+            table->setAllCheckBoxChecked(false);
+    }
     fx.name()->setText(name);
     QSignalSpy created(dialog, &BDPortfolioAdd::signalNewPortfolioData);
     const QStringList before = PageFixture::backendNames();

@@ -2,6 +2,7 @@
 // of presenter and list, event dispatch, the back-end requests and their texts, and the
 // list's own behaviour (fill, figures, clicks, the name editor, collapse).
 
+#include "accountrows.h"
 #include "pagefixture.h"
 
 #include "cdatabase.h"
@@ -155,12 +156,18 @@ void tst_Page::logOnlySlotsAreWired()
     QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("slotInitTreeViewsDataFinished")));
     emit fx.presenter()->signalInitTreeViewsDataFinished();
 
-    // Slots whose work comes with the account data only log yet; the log line proves the
-    // signal reached them.
-    QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("slotQurMarginInfoData.*A123")));
-    emit fx.list()->signalQueryMarginInfo(QStringLiteral("A123"));
-    QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("slotQueryCouponInfo.*20261121")));
-    emit fx.list()->signalQueryCouponInfo(QStringLiteral("20261121"));
+    // The account queries reach the presenter and their answers come back to the list.
+    QVERIFY(fx.backend.accountsLoaded());
+    QSignalSpy loans(fx.presenter(), &PortfoliosListPresenterClass::signalSecurityLoanInfoUpdated);
+    emit fx.list()->signalQueryMarginInfo(QStringLiteral("88002000201"));
+    QCOMPARE(loans.count(), 1);
+    using Records = QList<QMap<int, QVariantMap>>;
+    QVERIFY(!loans.first().first().value<Records>().isEmpty());
+    QSignalSpy contracts(fx.presenter(), &PortfoliosListPresenterClass::signalCouponInfoInfoUpdated);
+    emit fx.presenter()->signalTradingAccountChanged(QStringLiteral("88002000201"), QStringLiteral("880020002"));
+    emit fx.list()->signalQueryCouponInfo(QStringLiteral("20991231"));
+    QCOMPARE(contracts.count(), 1);
+    QCOMPARE(contracts.first().first().value<QList<QVariantMap>>().size(), 4);
     QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("slotCreateClipboardPortfolio")));
     emit fx.list()->signalCreateClipboardPortfolio({QStringLiteral("600519.SH")});
 }
@@ -195,15 +202,38 @@ void tst_Page::loadStateAndAccountsReachPageAndList()
     emit fx.presenter()->signalDataLoadState(0);
     QCOMPARE(fx.page->loadingState(), 0);
 
-    // 20: the account pair arrives; one-key liquidation asks positions of the second text,
-    // the position answer (none yet) ends it with its message and re-enables the button.
-    emit fx.presenter()->signalTradingAccountChanged(QStringLiteral("A123456789"), QStringLiteral("880010001"));
+    // 20: the account pair arrives (fund account first); one-key liquidation asks the
+    // positions of the trading account and sells every available A-share holding.
+    emit fx.presenter()->signalTradingAccountChanged(QStringLiteral("880010001"), QStringLiteral("88001000101"));
     QSignalSpy query(fx.list(), &PortfoliosList::signalQueryPositionInfo);
     auto *button = fx.list()->findChild<QPushButton *>(QStringLiteral("pushButton_posCreate"));
-    QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("queryPositionInfo")));
     button->click();
     QCOMPARE(query.count(), 1);
-    QCOMPARE(query.first().at(0).toString(), QStringLiteral("880010001"));
+    QCOMPARE(query.first().at(0).toString(), QStringLiteral("88001000101"));
+    QVERIFY(button->isEnabled());
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    const QStringList numbers = store->numbersNamed(QStringLiteral("一键清仓组合"));
+    QCOMPARE(numbers.size(), 1);
+    const PortfolioDetailBasicInfo *portfolio = store->GetPortfolioDetail(numbers.first());
+    QVERIFY(portfolio);
+    QVERIFY(portfolio->SymbolList().size() > 20);
+    for (const PortfolioItem &item : portfolio->SymbolList()) {
+        QCOMPARE(item.Side(), OrderSide::sell);
+        QVERIFY(item.Quantity() > 0);
+        QVERIFY2(!AccountRows::isHongKongConnect(item.SymbolExchange()), qPrintable(item.Symbol()));
+        QVERIFY2(!store->checkPortfolioSecurity(item.Symbol()), qPrintable(item.Symbol()));
+    }
+    QCOMPARE(portfolio->ExtensionDescription().value(Portfolio::portType).toString(), PortType::liquidation);
+    QCOMPARE(portfolio->ExtensionDescription().value(Portfolio::algoParam).toMap().value(ImportField::FundAccount).toString(),
+             QStringLiteral("880010001"));
+    // A second press makes the next free name; an account without positions says so.
+    button->click();
+    QString next = QStringLiteral("一键清仓组合");
+    QVERIFY(store->CheckPortfolioName(next, next));  // taken; next is now the free form
+    QVERIFY(next != QStringLiteral("一键清仓组合"));
+    QCOMPARE(fx.boxes.shown.size(), 0);
+    emit fx.presenter()->signalTradingAccountChanged(QStringLiteral("nobody"), QStringLiteral("nobody"));
+    button->click();
     QCOMPARE(fx.boxes.last(), QStringLiteral("一键清仓组合创建失败：未获取到可用持仓数据。"));
     QVERIFY(button->isEnabled());
 }

@@ -166,6 +166,7 @@ private slots:
 
     void clientsGetOnlyTheirOwnKnownSymbols();
     void subscriptionsAreCountedPerClient();
+    void everySubscriptionGetsTheCurrentRecordAtOnce();
     void requestIdZeroIsNeverAnswered();
     void longSessionKeepsMarketRulesAndRunsSomeToLimits();
     void eachSymbolOncePerIntervalOnItsOwnPhase();
@@ -262,6 +263,38 @@ void tst_MarketFeed::subscriptionsAreCountedPerClient()
                               Qt::BlockingQueuedConnection, Q_ARG(quint64, a.id()));
     QCOMPARE(nextInterval(a), QStringList());
     QCOMPARE(nextInterval(b), QStringList({kPingAn}));
+}
+
+void tst_MarketFeed::everySubscriptionGetsTheCurrentRecordAtOnce()
+{
+    QVERIFY(start());
+    FeedClient a(*m_backend), b(*m_backend);
+    advanceTo(kOpen);
+    QCOMPARE(a.subscribe({kMoutai}), QString());
+    QCOMPARE(b.subscribe({kMoutai}), QString());
+    run(kOpen, kOpen + 7000, 500);
+    const QVariantMap latest = a.records.last();
+    QVERIFY(latest.value(Security::mdTime).toLongLong() > kOpen);
+    a.records.clear();
+    b.records.clear();
+
+    // A page pricing a basket subscribes, between two slots, a symbol the client holds
+    // and a new one, the new one twice: each comes at once and once, at its current price.
+    QCOMPARE(a.subscribe({kMoutai, kPingAn, kPingAn}), QString());
+    advanceTo(kOpen + 7000);
+    QCOMPARE(a.records.size(), 2);
+    QCOMPARE(symbolsOf(a.records), QStringList({kPingAn, kMoutai}));
+    const QVariantMap moutai =
+        a.records.at(a.records.at(0).value(Security::symbol) == kMoutai ? 0 : 1);
+    QCOMPARE(moutai, latest);
+    // The other holder of the symbol hears nothing new before its slot.
+    QVERIFY(b.records.isEmpty());
+
+    // Subscribed twice now: one unsubscription keeps it.
+    QCOMPARE(a.unsubscribe({kMoutai}), QString());
+    a.records.clear();
+    run(kOpen + 7000, kOpen + 10000, 500);
+    QCOMPARE(symbolsOf(a.records), QStringList({kPingAn, kMoutai}));
 }
 
 void tst_MarketFeed::requestIdZeroIsNeverAnswered()

@@ -41,6 +41,11 @@ public:
         MessageBus::instance()->start(
             new InProcessTransport(m_backend.service(), m_backend.newClientId()));
         m_loggedIn = request(MsgType::loginRequest, {{RequestField::userID, user}}).ok;
+        // As the host does after its login: the user's accounts, the first one current.
+        if (m_loggedIn) {
+            CBusinessDataBase::GetInstance()->SetCurrentFundAccount(QString());
+            m_accountsLoaded = CBusinessDataBase::GetInstance()->LoadAccountList(QStringLiteral("test")) == QLatin1String("0");
+        }
     }
     ~TestBackend()
     {
@@ -59,6 +64,7 @@ public:
     }
 
     bool ready() const { return m_started && m_loggedIn; }
+    bool accountsLoaded() const { return m_accountsLoaded; }
     BackendService *service() const { return m_backend.service(); }
     FaultInjector &faults() const { return m_backend.service()->faults(); }
     QString path(const QString &name) const { return m_dir.filePath(name); }
@@ -120,4 +126,5 @@ private:
     EmbeddedBackend m_backend;
     bool m_started = false;
     bool m_loggedIn = false;
+    bool m_accountsLoaded = false;
 };

@@ -1,11 +1,15 @@
 // Framework pieces pages lean on: the record model's key index and change signals, the
 // table's column layout kept per table name, quantity show types, business messages,
-// event ids and the demo accounts.
+// event ids, account look-ups and the lot rules of orders.
 
+#include "cbusinessdatabase.h"
+#include "exchange.h"
+#include "fieldkeys.h"
 #include "recordmodel.h"
 #include "tzcore.h"
 #include "tztableview.h"
 #include "veltrabusinessdatainterface.h"
+#include "veltracombobox.h"
 #include "veltrautils.h"
 #include "msgtypes.h"
 
@@ -37,6 +41,7 @@ class tst_Framework : public QObject
     Q_OBJECT
 
 private slots:
+    void accountLookupsAndLotRules();
     void initTestCase();
     void cleanupTestCase();
     void keyIndexFollowsInsertsAndDeletes();
@@ -286,12 +291,70 @@ void tst_Framework::eventIdsAndAccounts()
     QCOMPARE(VeltraBusinessDataInterface::GetKorvoEventMsgIdByStr(QStringLiteral("SOME_NEW_EVENT")), other);
     QVERIFY(other != VeltraBusinessDataInterface::GetKorvoEventMsgIdByStr(QStringLiteral("ANOTHER_EVENT")));
 
-    const auto accounts = VeltraBusinessDataInterface::GetTradingAccountList();
-    QVERIFY(accounts.size() >= 4);
-    QStringList markets;
-    for (const auto &a : accounts)
-        markets << a.market;
-    QVERIFY(markets.contains(QStringLiteral("SH")) && markets.contains(QStringLiteral("SZHK")));
+}
+
+// The account look-ups pages make by trading or fund account, and the quantity rules
+// orders must follow, board by board.
+void tst_Framework::accountLookupsAndLotRules()
+{
+    AccountDetails normal;
+    normal.fundAccount = QStringLiteral("880010001");
+    normal.tradingAccount = QStringLiteral("88001000101");
+    normal.fundProperty = FundProperty::normal;
+    normal.securityAccounts = {{Exchange::szhk, QStringLiteral("0123456789")},
+                               {Exchange::sh, QStringLiteral("A123456789")}};
+    AccountDetails credit;
+    credit.fundAccount = QStringLiteral("880020002");
+    credit.tradingAccount = QStringLiteral("88002000201");
+    credit.fundProperty = FundProperty::credit;
+    credit.securityAccounts = {{Exchange::sz, QStringLiteral("0687654321")}};
+    CBusinessDataBase *data = CBusinessDataBase::GetInstance();
+    data->SetCurrentFundAccount(QString());
+    data->SetAccountList({normal, credit});
+    QCOMPARE(data->GetCurrentFundAccount(), normal.fundAccount);  // the first until one is picked
+
+    QCOMPARE(data->GetAccountDetailsByTradinngAccount(QStringLiteral("88002000201")).fundAccount, credit.fundAccount);
+    QCOMPARE(data->GetAccountDetailsByTradinngAccount(QStringLiteral("880020002")).tradingAccount, credit.tradingAccount);
+    QVERIFY(!data->GetAccountDetailsByTradinngAccount(QString()).isValid());
+    QCOMPARE(normal.markets(), (QStringList{Exchange::sh, Exchange::szhk}));  // market order, not map order
+    QCOMPARE(VeltraBusinessDataInterface::GetCurrentSecurityAccountByTradingAndExchange(QStringLiteral("88001000101"),
+                                                                                         Exchange::szhk),
+             QStringLiteral("0123456789"));
+    QVERIFY(VeltraBusinessDataInterface::GetCurrentSecurityAccountByTradingAndExchange(QStringLiteral("88001000101"),
+                                                                                        Exchange::bj).isEmpty());
+    const auto creditOnly = VeltraBusinessDataInterface::GetFundAccountListByFundProp({FundProperty::credit});
+    QCOMPARE(creditOnly.size(), 1);
+    QCOMPARE(creditOnly.first().fundAccount, credit.fundAccount);
+    QCOMPARE(VeltraBusinessDataInterface::GetTradingAccountList().size(), 3);  // one per account and market
+
+    // A picker keeps the account it shows across a refill, else takes the current one.
+    VeltraAccountComboBox picker;
+    picker.SetAccountList({normal, credit});
+    QCOMPARE(picker.currentTradingAccount(), normal.tradingAccount);
+    QVERIFY(picker.selectFundAccount(credit.fundAccount));
+    picker.SetAccountList({credit, normal});
+    QCOMPARE(picker.currentFundAccount(), credit.fundAccount);
+    data->SetAccountList({});
+    QVERIFY(data->GetCurrentFundAccount().isEmpty());
+
+    using V = VeltraBusinessDataInterface;
+    const QString mainBoard = QStringLiteral("600519.SH"), star = QStringLiteral("688981.SH"),
+                  beijing = QStringLiteral("430047.BJ"), tencent = QStringLiteral("00700.HK");
+    QCOMPARE(V::GetQtyByOddLotType(mainBoard, OddLotType::RoundDown, 1250, true), qint64(1200));
+    QCOMPARE(V::GetQtyByOddLotType(mainBoard, OddLotType::RoundUp, 1250, true), qint64(1300));
+    QCOMPARE(V::GetQtyByOddLotType(mainBoard, OddLotType::KeepOddLot, -1250, true), qint64(1250));
+    QCOMPARE(V::GetQtyByOddLotType(mainBoard, OddLotType::RoundDown, 99, true), qint64(0));
+    QCOMPARE(V::GetQtyByOddLotType(star, OddLotType::RoundDown, 1234, true), qint64(1234));  // steps of 1 above 200
+    QCOMPARE(V::GetQtyByOddLotType(star, OddLotType::RoundDown, 150, true), qint64(0));
+    QCOMPARE(V::GetQtyByOddLotType(star, OddLotType::RoundUp, 150, true), qint64(200));
+    QCOMPARE(V::GetQtyByOddLotType(star, OddLotType::RoundDown, 150, false), qint64(150));  // no minimum asked for
+    QCOMPARE(V::GetQtyByOddLotType(beijing, OddLotType::RoundDown, 101, true), qint64(101));
+    qint64 step = 0, minimum = 0;
+    V::GetLotRule(tencent, &step, &minimum);
+    QVERIFY(step >= 100);
+    QCOMPARE(V::GetQtyByOddLotType(tencent, OddLotType::RoundDown, step * 3 + 1, true), step * 3);
+    QCOMPARE(V::GetQtyByOddLotType(QStringLiteral("999999.XX"), OddLotType::RoundDown, 500, true), qint64(0));
+    QCOMPARE(V::GetDispFactorBySymbol(mainBoard), 1.0);
 }
 
 QTEST_MAIN(tst_Framework)

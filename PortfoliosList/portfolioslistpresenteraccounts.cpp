@@ -1,0 +1,182 @@
+// The presenter's account queries: positions, securities to borrow, lending contracts.
+#include "portfolioslistpresenterclass.h"
+
+#include "accountrows.h"
+#include "businessdatainterface.h"
+#include "cbusinessdatabase.h"
+#include "cmessagecommon.h"
+#include "cpackmessagecommon.h"
+#include "cunpackmessagecommon.h"
+#include "exchange.h"
+#include "fieldkeys.h"
+#include "margindc.h"
+#include "messagebus.h"
+#include "msgtypes.h"
+#include "veltrabusinessdatainterface.h"
+#include "veltrautils.h"
+
+#include <QDebug>
+#include <QElapsedTimer>
+#include <QThread>
+
+namespace {
+
+const QString kWarningTitle = QStringLiteral("提示");
+const int kContractPageSize = 100;
+
+void reportFailure(PortfoliosListPresenterClass *presenter, const QString &text)
+{
+    VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::TradeMsg, BusiMsgItem::TagSystem, text);
+    emit presenter->signalShowWarningMsg(kWarningTitle, text);
+}
+
+} // namespace
+
+void PortfoliosListPresenterClass::slotQueryPositionInfoAndFundInfo(QString tradingAccount, int iPosTarType,
+                                                                    int iPosType)
+{
+    m_positionMarketRange = iPosTarType;
+    queryPositionInfo(tradingAccount, iPosType);
+}
+
+void PortfoliosListPresenterClass::queryPositionInfo(const QString &tradingAccount, const int &iPosType)
+{
+    QList<QMap<int, QVariantMap> > records;
+    const AccountDetails account = CBusinessDataBase::GetInstance()->GetAccountDetailsByTradinngAccount(tradingAccount);
+    if (!account.isValid()) {
+        reportFailure(this, QStringLiteral("持仓查询失败：账号%1不存在").arg(tradingAccount));
+        emit signalPositionListUpdate(records);
+        return;
+    }
+    QList<QVariantMap> positions;
+    for (const QString &market : AccountRows::marketsOfRange(m_positionMarketRange)) {
+        const QString securityAccount =
+            VeltraBusinessDataInterface::GetCurrentSecurityAccountByTradingAndExchange(account.tradingAccount, market);
+        if (securityAccount.isEmpty())
+            continue;  // the account does not trade there
+        const QString rc = BusinessDataInterface::GetPositionListByAccount(account.tradingAccount, securityAccount,
+                                                                           market, positions, pluginPid());
+        if (rc != QLatin1String("0")) {
+            reportFailure(this, rc);
+            emit signalPositionListUpdate(records);
+            return;
+        }
+    }
+    int skipped = 0;
+    for (const QVariantMap &position : qAsConst(positions)) {
+        const QString refusal = AccountRows::positionRefusal(position);
+        const qint64 quantity = AccountRows::positionQuantity(position, iPosType);
+        if (!refusal.isEmpty() || quantity <= 0) {
+            qDebug().noquote() << "PortfoliosListPresenterClass::queryPositionInfo skip"
+                               << position.value(Security::symbol).toString()
+                               << (refusal.isEmpty() ? QStringLiteral("数量为0") : refusal);
+            ++skipped;
+            continue;
+        }
+        RowRecord row = AccountRows::positionRow(position, quantity, m_showType);
+        if (!row.isEmpty())
+            records.append(row);
+    }
+    qInfo().noquote() << "PortfoliosListPresenterClass::queryPositionInfo" << account.fundAccount << "positions"
+                      << positions.size() << "kept" << records.size() << "skipped" << skipped;
+    emit signalPositionListUpdate(records);
+}
+
+void PortfoliosListPresenterClass::slotQurMarginInfoData(QString tradingAccount)
+{
+    QList<QMap<int, QVariantMap> > records;
+    const AccountDetails account = CBusinessDataBase::GetInstance()->GetAccountDetailsByTradinngAccount(tradingAccount);
+    if (!account.isValid() || !account.isCredit()) {
+        reportFailure(this, account.isValid() ? QStringLiteral("账号%1不是信用账户，不能融券").arg(account.fundAccount)
+                                              : QStringLiteral("可融券查询失败：账号%1不存在").arg(tradingAccount));
+        emit signalSecurityLoanInfoUpdated(records);
+        return;
+    }
+    MarginDC *margin = MarginDC::GetInstance();
+    margin->RequestMarginSecurity(account.fundAccount, pluginPid());
+    // The margin library loads on a worker; wait for it here, a little longer than one
+    // request may take.
+    QElapsedTimer clock;
+    clock.start();
+    const qint64 bound = qint64(MessageBus::defaultTimeoutMs()) + 1000;
+    QString error;
+    MarginDC::LoadState state = margin->GetLoadState(account.fundAccount, &error);
+    while (state == MarginDC::Loading && clock.elapsed() < bound) {
+        QThread::msleep(5);
+        state = margin->GetLoadState(account.fundAccount, &error);
+    }
+    if (state != MarginDC::Loaded) {
+        reportFailure(this, state == MarginDC::Loading ? QStringLiteral("可融券查询超时")
+                                                       : QStringLiteral("可融券查询失败：") + error);
+        emit signalSecurityLoanInfoUpdated(records);
+        return;
+    }
+    const QList<TzMarginSecurityInfo> securities = margin->GetMarginSecurityInfoByFilter(
+        {Exchange::sh, Exchange::sz, Exchange::bj}, 1, account.fundAccount);
+    for (const TzMarginSecurityInfo &info : securities) {
+        QVariantMap position{{Security::symbol, info.symbol}};
+        if (!AccountRows::positionRefusal(position).isEmpty())
+            continue;  // restricted or unknown: never offered for a portfolio
+        RowRecord row = AccountRows::shortSaleRow(info, m_showType);
+        if (!row.isEmpty())
+            records.append(row);
+    }
+    qInfo().noquote() << "PortfoliosListPresenterClass::slotQurMarginInfoData" << account.fundAccount
+                      << "lendable" << securities.size() << "offered" << records.size();
+    emit signalSecurityLoanInfoUpdated(records);
+}
+
+void PortfoliosListPresenterClass::slotQueryCouponInfo(QString tradingAccount, QString strTime)
+{
+    QList<QVariantMap> contracts;
+    const AccountDetails account = CBusinessDataBase::GetInstance()->GetAccountDetailsByTradinngAccount(tradingAccount);
+    QString position;
+    for (;;) {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount());
+        body.AddVaule(RequestField::msgType, MsgType::QuerySecurityCashcompactRequest);
+        body.AddVaule(AccountField::fundAccount, account.isValid() ? account.fundAccount : tradingAccount);
+        body.AddVaule(AccountField::returnDate, strTime);
+        body.AddVaule(RequestField::pageSize, kContractPageSize);
+        body.AddVaule(RequestField::positionStr, position);
+        CMessageCommon message;
+        message.SetSrcid(pluginPid());
+        message.SetType(MsgType::QuerySecurityCashcompactRequest);
+        message.SetMsg(body.GetPackedMsg(false));
+        QVariant reply;
+        const int rc = sendRequest_Sync(&message, reply);
+        if (rc == 1) {
+            reportFailure(this, QStringLiteral("融券通查询头寸合约超时"));
+            emit signalCouponInfoInfoUpdated(QList<QVariantMap>());
+            return;
+        }
+        CUnPackMessageCommon answer;
+        if (rc != 0) {
+            reportFailure(this, QStringLiteral("融券通查询头寸合约失败：") + QString::number(rc));
+            emit signalCouponInfoInfoUpdated(QList<QVariantMap>());
+            return;
+        }
+        answer.SetUnPackMsg(reply);
+        if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
+            reportFailure(this, QStringLiteral("融券通查询头寸合约失败：")
+                                    + answer.GetValue(RequestField::textDescription).toString());
+            emit signalCouponInfoInfoUpdated(QList<QVariantMap>());
+            return;
+        }
+        for (int i = 0; i < answer.GetRowCount(); ++i) {
+            answer.SetCurrentRow(i);
+            QVariantMap contract = answer.GetRowValue();
+            // The page reads the security and market under the order-field keys.
+            contract.insert(Security::securityID, contract.value(RequestField::securityID));
+            contract.insert(UserAccount::securityExchange, contract.value(RequestField::securityExchange));
+            contracts.append(contract);
+        }
+        const QString next = answer.GetValue(RequestField::positionStr).toString();
+        if (next.isEmpty() || next == position || answer.GetRowCount() == 0)
+            break;
+        position = next;
+    }
+    qInfo().noquote() << "PortfoliosListPresenterClass::slotQueryCouponInfo" << tradingAccount << strTime
+                      << "contracts" << contracts.size();
+    emit signalCouponInfoInfoUpdated(contracts);
+}
