@@ -111,7 +111,8 @@ protected:
 class PageFixture
 {
 public:
-    PageFixture()
+    explicit PageFixture(int quoteIntervalMs = 3000, bool manualFeedClock = false)
+        : backend(QStringLiteral("demo"), true, quoteIntervalMs, manualFeedClock)
     {
         PortfolioListBasicInfo::GetInstance()->clear();
         PortfolioQuoteMgr::GetInstance()->clear();

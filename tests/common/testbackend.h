@@ -22,9 +22,10 @@
 class TestBackend
 {
 public:
-    // quoteIntervalMs: how often the feed sends each subscribed symbol's record.
+    // quoteIntervalMs: how often the feed sends each subscribed symbol's record; with
+    // manualFeedClock the feed's clock never moves, so no quote ever comes.
     explicit TestBackend(const QString &user = QStringLiteral("demo"), bool seed = true,
-                         int quoteIntervalMs = 3000)
+                         int quoteIntervalMs = 3000, bool manualFeedClock = false)
     {
         TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
         TzCore::setUserDataDir(m_dir.path());
@@ -34,6 +35,7 @@ public:
         options.databasePath = m_dir.filePath(QStringLiteral("backend.sqlite"));
         options.seedDemo = seed;
         options.quoteIntervalMs = quoteIntervalMs;
+        options.feedManualClock = manualFeedClock;
         QString error;
         m_started = m_backend.start(options, &error);
         if (!m_started)
