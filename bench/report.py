@@ -30,6 +30,12 @@ TARGETS = {
     "BM_SearchKeyPress": ("one key press in the code search box over every security", "ms", 5),
     "BM_FillEtfTable300": ("fill the ETF page with a 300-component basket", "ms", 30),
     "BM_Confirm500RowDefaultPage": ("confirm a 500-row default page to the row in the list", "ms", 100),
+    "BM_RebalanceImport3000": ("rebalance import of a 3,000-line weight file, 1,000 positions, previous close",
+                               "ms", 50),
+    "BM_RebalanceReadTargets3000": ("  of which reading the file into target quantities", "ms", None),
+    "BM_RebalanceCalc3000": ("  the calculation alone (currentHoldings + rebalanceRows)", "ms", None),
+    "BM_PositionRefresh1000": ("刷新 on the position page, 1,000 positions, click to filled table", "ms", 30),
+    "BM_PositionQuery1000": ("  the back-end position query in each of the two above", "ms", None),
 }
 TO_MS = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}
 
@@ -68,6 +74,11 @@ for path in sorted(glob.glob(os.path.join(out, "*.json"))):
         if "changed_cells_per_refresh" in b:
             print(f"  cells repainted per refresh: {b['changed_cells_per_refresh']:.0f}"
                   f" of {b.get('cells_in_figure_columns', 0):.0f} figure cells")
+        if "paint_ms" in b:
+            print(f"  then laid out and painted: {b['paint_ms']:.1f} ms")
+        if "rows" in b and "buys" in b:
+            print(f"  lines: {b['rows']:.0f} ({b['buys']:.0f} buys, {b['sells']:.0f} sells),"
+                  f" {b.get('unchanged', 0):.0f} holdings unchanged")
         if "wall_ms" in b:
             print(f"  from notice to row, fetch included: {b['wall_ms']:.1f} ms")
         if "gui_busy_ms" in b:

@@ -487,6 +487,16 @@ void BDPortfolioAdd::showSecurityTip(const QModelIndex &index)
 
 void BDPortfolioAdd::slotRowCheckStatusChanged(int, bool)
 {
+    if (!m_checkingAll)
+        updateSelectionLabel();
+}
+
+void BDPortfolioAdd::checkAllRows(TzTableView *table)
+{
+    // One check mark per row changes; the label is counted once at the end.
+    m_checkingAll = true;
+    table->setAllCheckBoxChecked(true);
+    m_checkingAll = false;
     updateSelectionLabel();
 }
 
@@ -558,7 +568,7 @@ void BDPortfolioAdd::slotGetETFComponentList(QString code, QList<RowRecord> rows
         VeltraWidget::ShowTipMsgBox(QStringLiteral("%1未能获取有效ETF成分券数据!").arg(code), this);
     m_shownEtfSymbol = rows.isEmpty() ? QString() : m_currentEtfSymbol;
     ui->tableWidget_ETF->updateRecordDataList(rows);
-    ui->tableWidget_ETF->setAllCheckBoxChecked(true);
+    checkAllRows(ui->tableWidget_ETF);
     updateSelectionLabel();
 }
 
@@ -583,7 +593,7 @@ void BDPortfolioAdd::slotSWTreeDoubleClicked(const QModelIndex &index)
     }
     recomputeAbsWeights(rows);
     ui->tableWidget_index_SW->updateRecordDataList(rows);
-    ui->tableWidget_index_SW->setAllCheckBoxChecked(true);
+    checkAllRows(ui->tableWidget_index_SW);
     updateSelectionLabel();
 }
 

@@ -23,6 +23,7 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QEventLoop>
+#include <QLoggingCategory>
 #include <QRegularExpressionValidator>
 #include <QTimer>
 
@@ -296,10 +297,10 @@ int BDPortfolioAdd::readAndTransPRTargetPosFromFile(QMap<QString, qint64> &targe
         lineOfKey.insert(key, line);
         if (weights) {
             amounts.insert(key, value * amount);
+            if (!symbolKeys.contains(symbol))
+                symbols.append(symbol);
             symbolKeys[symbol].append(key);
             weightSum += value;
-            if (!symbols.contains(symbol))
-                symbols.append(symbol);
         } else {
             quantities.insert(key, AccountRows::targetQuantity(value));
         }
@@ -452,10 +453,12 @@ void BDPortfolioAdd::slotPRImportBtnClicked()
         VeltraWidget::ShowWarningMsgBox(m_prCalcError, this);
         return;
     }
-    qInfo() << "生成调仓组合目标：" << targets;
+    // The whole map is written only when someone reads info lines: it may hold thousands.
+    if (QLoggingCategory::defaultCategory()->isInfoEnabled())
+        qInfo() << "生成调仓组合目标：" << targets;
     qInfo() << "生成调仓组合的成分券数量：" << rows.size();
     ui->tableView_PR->updateRecordDataList(rows);
-    ui->tableView_PR->setAllCheckBoxChecked(true);
+    checkAllRows(ui->tableView_PR);
     ui->tableView_PR->setEnabled(true);
     ui->label_PRImportTime->setText(QStringLiteral("最新导入时间：") + QTime::currentTime().toString(QStringLiteral("hh:mm:ss")));
     updateSelectionLabel();
@@ -504,7 +507,7 @@ void BDPortfolioAdd::showPositionRows()
     }
     AccountRows::weighRows(rows);
     ui->tableView_Pos->updateRecordDataList(rows);
-    ui->tableView_Pos->setAllCheckBoxChecked(true);
+    checkAllRows(ui->tableView_Pos);
     if (m_positionRecords.isEmpty())
         ui->label_PosNote->setText(QStringLiteral("该账号在所选市场没有可提取的持仓"));
     else if (!belowLot.isEmpty())
@@ -571,7 +574,7 @@ void BDPortfolioAdd::slotShortSaleSearchBtnClicked()
 void BDPortfolioAdd::slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList)
 {
     ui->tableView_ShortSale->updateRecordDataList(recordList);
-    ui->tableView_ShortSale->setAllCheckBoxChecked(true);
+    checkAllRows(ui->tableView_ShortSale);
     ui->label_ShortSaleNote->setText(recordList.isEmpty() ? QStringLiteral("没有可融券的证券")
                                                           : QStringLiteral("可融券证券%1只，融券数量可双击修改")
                                                                 .arg(recordList.size()));
