@@ -342,7 +342,8 @@ int BDPortfolioAdd::readAndTransPRTargetPosFromFile(QMap<QString, qint64> &targe
     }
     QEventLoop loop;
     connect(this, &BDPortfolioAdd::signalPRWeightCalcFinished, &loop, &QEventLoop::quit);
-    QTimer::singleShot(kQuoteWaitMs, &loop, &QEventLoop::quit);
+    // Precise: a coarse timer may end the wait up to 5 % early.
+    QTimer::singleShot(kQuoteWaitMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
     BusinessDataInterface::SubscribeSecurityQuotation(m_presenter, symbols, 1, 2);
     bool waiting = false;
     {
