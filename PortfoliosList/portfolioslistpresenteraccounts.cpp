@@ -2,11 +2,8 @@
 #include "portfolioslistpresenterclass.h"
 
 #include "accountrows.h"
-#include "businessdatainterface.h"
+#include "busquery.h"
 #include "cbusinessdatabase.h"
-#include "cmessagecommon.h"
-#include "cpackmessagecommon.h"
-#include "cunpackmessagecommon.h"
 #include "exchange.h"
 #include "fieldkeys.h"
 #include "margindc.h"
@@ -49,18 +46,12 @@ void PortfoliosListPresenterClass::queryPositionInfo(const QString &tradingAccou
         return;
     }
     QList<QVariantMap> positions;
-    for (const QString &market : AccountRows::marketsOfRange(m_positionMarketRange)) {
-        const QString securityAccount =
-            VeltraBusinessDataInterface::GetCurrentSecurityAccountByTradingAndExchange(account.tradingAccount, market);
-        if (securityAccount.isEmpty())
-            continue;  // the account does not trade there
-        const QString rc = BusinessDataInterface::GetPositionListByAccount(account.tradingAccount, securityAccount,
-                                                                           market, positions, pluginPid());
-        if (rc != QLatin1String("0")) {
-            reportFailure(this, rc);
-            emit signalPositionListUpdate(records);
-            return;
-        }
+    const QString rc = AccountRows::positionsInRange(account.tradingAccount, m_positionMarketRange, positions,
+                                                     pluginPid());
+    if (rc != QLatin1String("0")) {
+        reportFailure(this, rc);
+        emit signalPositionListUpdate(records);
+        return;
     }
     int skipped = 0;
     for (const QVariantMap &position : qAsConst(positions)) {
@@ -128,53 +119,22 @@ void PortfoliosListPresenterClass::slotQurMarginInfoData(QString tradingAccount)
 
 void PortfoliosListPresenterClass::slotQueryCouponInfo(QString tradingAccount, QString strTime)
 {
-    QList<QVariantMap> contracts;
     const AccountDetails account = CBusinessDataBase::GetInstance()->GetAccountDetailsByTradinngAccount(tradingAccount);
-    QString position;
-    for (;;) {
-        CPackMessageCommon body;
-        body.AddVaule(RequestField::userID, CBusinessDataBase::GetInstance()->GetLoginAccount());
-        body.AddVaule(RequestField::msgType, MsgType::QuerySecurityCashcompactRequest);
-        body.AddVaule(AccountField::fundAccount, account.isValid() ? account.fundAccount : tradingAccount);
-        body.AddVaule(AccountField::returnDate, strTime);
-        body.AddVaule(RequestField::pageSize, kContractPageSize);
-        body.AddVaule(RequestField::positionStr, position);
-        CMessageCommon message;
-        message.SetSrcid(pluginPid());
-        message.SetType(MsgType::QuerySecurityCashcompactRequest);
-        message.SetMsg(body.GetPackedMsg(false));
-        QVariant reply;
-        const int rc = sendRequest_Sync(&message, reply);
-        if (rc == 1) {
-            reportFailure(this, QStringLiteral("融券通查询头寸合约超时"));
-            emit signalCouponInfoInfoUpdated(QList<QVariantMap>());
-            return;
-        }
-        CUnPackMessageCommon answer;
-        if (rc != 0) {
-            reportFailure(this, QStringLiteral("融券通查询头寸合约失败：") + QString::number(rc));
-            emit signalCouponInfoInfoUpdated(QList<QVariantMap>());
-            return;
-        }
-        answer.SetUnPackMsg(reply);
-        if (answer.GetValue(RequestField::requestExeStatus).toString() != RequestExeStatus::success) {
-            reportFailure(this, QStringLiteral("融券通查询头寸合约失败：")
-                                    + answer.GetValue(RequestField::textDescription).toString());
-            emit signalCouponInfoInfoUpdated(QList<QVariantMap>());
-            return;
-        }
-        for (int i = 0; i < answer.GetRowCount(); ++i) {
-            answer.SetCurrentRow(i);
-            QVariantMap contract = answer.GetRowValue();
-            // The page reads the security and market under the order-field keys.
-            contract.insert(Security::securityID, contract.value(RequestField::securityID));
-            contract.insert(UserAccount::securityExchange, contract.value(RequestField::securityExchange));
-            contracts.append(contract);
-        }
-        const QString next = answer.GetValue(RequestField::positionStr).toString();
-        if (next.isEmpty() || next == position || answer.GetRowCount() == 0)
-            break;
-        position = next;
+    const QVariantMap fields{{AccountField::fundAccount, account.isValid() ? account.fundAccount : tradingAccount},
+                             {AccountField::returnDate, strTime}};
+    QList<QVariantMap> contracts;
+    QString error;
+    if (!BusQueryAllPages(pluginPid(), MsgType::QuerySecurityCashcompactRequest, fields, kContractPageSize,
+                          contracts, error)) {
+        reportFailure(this, error == QLatin1String("请求超时") ? QStringLiteral("融券通查询头寸合约超时")
+                                                              : QStringLiteral("融券通查询头寸合约失败：") + error);
+        emit signalCouponInfoInfoUpdated(QList<QVariantMap>());
+        return;
+    }
+    // The page reads the security and market under the order-field keys.
+    for (QVariantMap &contract : contracts) {
+        contract.insert(Security::securityID, contract.value(RequestField::securityID));
+        contract.insert(UserAccount::securityExchange, contract.value(RequestField::securityExchange));
     }
     qInfo().noquote() << "PortfoliosListPresenterClass::slotQueryCouponInfo" << tradingAccount << strTime
                       << "contracts" << contracts.size();

@@ -276,15 +276,10 @@ struct AccountPage
             if (account.fundAccount == DemoSeed::cashFundAccount())
                 tradingAccount = account.tradingAccount;
         }
-        for (const QString &market : AccountRows::marketsOfRange(AccountRows::BothMarkets)) {
-            const QString securityAccount =
-                VeltraBusinessDataInterface::GetCurrentSecurityAccountByTradingAndExchange(tradingAccount, market);
-            const QString rc = BusinessDataInterface::GetPositionListByAccount(tradingAccount, securityAccount,
-                                                                               market, positions,
-                                                                               f.presenter()->pluginPid());
-            if (rc != QLatin1String("0"))
-                return rc;
-        }
+        const QString rc = AccountRows::positionsInRange(tradingAccount, AccountRows::BothMarkets, positions,
+                                                         f.presenter()->pluginPid());
+        if (rc != QLatin1String("0"))
+            return rc;
         return QString();
     }
 };

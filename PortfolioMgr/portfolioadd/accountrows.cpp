@@ -1,5 +1,6 @@
 #include "accountrows.h"
 
+#include "businessdatainterface.h"
 #include "exchange.h"
 #include "fieldkeys.h"
 #include "portfoliolistbasicinfo.h"
@@ -54,6 +55,27 @@ QStringList marketsOfRange(int marketRange)
 bool isHongKongConnect(const QString &market)
 {
     return market == Exchange::hhk || market == Exchange::szhk || market == Exchange::hk;
+}
+
+QString positionsInRange(const QString &tradingAccount, int marketRange, QList<QVariantMap> &positions,
+                         const QString &sourceId)
+{
+    QList<QVariantMap> all;
+    const QString rc = BusinessDataInterface::GetPositionListByAccount(tradingAccount, QString(), QString(), all,
+                                                                       sourceId);
+    if (rc != QLatin1String("0"))
+        return rc;
+    const QStringList markets = marketsOfRange(marketRange);
+    for (const QVariantMap &position : qAsConst(all)) {
+        const QString market = position.value(RequestField::securityExchange).toString();
+        // A Stock Connect holding sits on the shareholder account of its link's home
+        // market: the market decides, checked against the account's own there.
+        if (markets.contains(market)
+            && VeltraBusinessDataInterface::GetCurrentSecurityAccountByTradingAndExchange(tradingAccount, market)
+                   == position.value(AccountField::securityAccount).toString())
+            positions.append(position);
+    }
+    return QStringLiteral("0");
 }
 
 QString positionRefusal(const QVariantMap &position)

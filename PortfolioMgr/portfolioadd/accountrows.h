@@ -30,6 +30,11 @@ enum MarketRange { NonHongKong = 0, HongKongConnect = 1, BothMarkets = 2 };
 QStringList marketsOfRange(int marketRange);
 bool isHongKongConnect(const QString &market);
 
+// The positions of an account on the markets of a range, each on the security account
+// the account has there, in one request. "0", or the text to show.
+QString positionsInRange(const QString &tradingAccount, int marketRange, QList<QVariantMap> &positions,
+                         const QString &sourceId);
+
 // Why a position may not become a portfolio line ("" when it may): not CNY, a security
 // unknown here or of a class portfolios do not trade (B shares), or restricted.
 QString positionRefusal(const QVariantMap &position);

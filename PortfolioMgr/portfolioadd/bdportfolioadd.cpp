@@ -487,16 +487,6 @@ void BDPortfolioAdd::showSecurityTip(const QModelIndex &index)
 
 void BDPortfolioAdd::slotRowCheckStatusChanged(int, bool)
 {
-    if (!m_checkingAll)
-        updateSelectionLabel();
-}
-
-void BDPortfolioAdd::checkAllRows(TzTableView *table)
-{
-    // One check mark per row changes; the label is counted once at the end.
-    m_checkingAll = true;
-    table->setAllCheckBoxChecked(true);
-    m_checkingAll = false;
     updateSelectionLabel();
 }
 
@@ -568,7 +558,7 @@ void BDPortfolioAdd::slotGetETFComponentList(QString code, QList<RowRecord> rows
         VeltraWidget::ShowTipMsgBox(QStringLiteral("%1未能获取有效ETF成分券数据!").arg(code), this);
     m_shownEtfSymbol = rows.isEmpty() ? QString() : m_currentEtfSymbol;
     ui->tableWidget_ETF->updateRecordDataList(rows);
-    checkAllRows(ui->tableWidget_ETF);
+    ui->tableWidget_ETF->setAllCheckBoxChecked(true);
     updateSelectionLabel();
 }
 
@@ -593,7 +583,7 @@ void BDPortfolioAdd::slotSWTreeDoubleClicked(const QModelIndex &index)
     }
     recomputeAbsWeights(rows);
     ui->tableWidget_index_SW->updateRecordDataList(rows);
-    checkAllRows(ui->tableWidget_index_SW);
+    ui->tableWidget_index_SW->setAllCheckBoxChecked(true);
     updateSelectionLabel();
 }
 

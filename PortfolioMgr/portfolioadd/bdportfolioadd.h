@@ -135,8 +135,6 @@ private:
     void setFreeName(const QString &prefix);
     void refreshAbsWeights(TzTableView *table);
     void updateSelectionLabel();
-    // Checks every row of a table and counts the selection once.
-    void checkAllRows(TzTableView *table);
     void showSecurityTip(const QModelIndex &index);
     // Confirm branches; each returns the refusal text, empty when the record is complete.
     QString buildDefault(PortfolioDetailBasicInfo &detail);
@@ -168,7 +166,6 @@ private:
     // Position page: the rows of the whole holdings as the presenter answered.
     QList<QMap<int, QVariantMap> > m_positionRecords;
     bool m_positionQueryPending = false;
-    bool m_checkingAll = false;
 
     // Rebalance page. While quotes convert weights, the handler and the import share
     // these under m_mutex.

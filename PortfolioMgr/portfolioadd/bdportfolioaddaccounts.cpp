@@ -20,6 +20,7 @@
 #include "veltrautils.h"
 #include "veltrawidget.h"
 
+#include <QApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QEventLoop>
@@ -108,7 +109,6 @@ void BDPortfolioAdd::initAccountPages()
     ui->tableView_Pos->setEditTriggers(QAbstractItemView::EditKeyPressed);
     ui->tableView_ShortSale->setTzTableItemDelegate(m_basketDelegate);
     ui->tableView_ShortSale->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed);
-    ui->label_PRAmount->setVisible(true);
 }
 
 void BDPortfolioAdd::connectAccountPages()
@@ -350,8 +350,14 @@ int BDPortfolioAdd::readAndTransPRTargetPosFromFile(QMap<QString, qint64> &targe
         QMutexLocker lock(&m_mutex);
         waiting = !m_prWaitingSymbols.isEmpty();
     }
-    if (waiting)
+    if (waiting) {
+        // Up to five seconds without input: say what the dialog waits for.
+        ui->label_PRNote->setText(QStringLiteral("正在获取%1只证券的行情价格…").arg(symbols.size()));
+        QApplication::setOverrideCursor(Qt::WaitCursor);
         loop.exec(QEventLoop::ExcludeUserInputEvents);
+        QApplication::restoreOverrideCursor();
+        ui->label_PRNote->clear();
+    }
     BusinessDataInterface::UnSubscribeSecurityQuotation(m_presenter, symbols, 1, 2);
 
     QMutexLocker lock(&m_mutex);
@@ -401,18 +407,11 @@ QList<QMap<int, QMap<QString, QVariant> > > BDPortfolioAdd::calcPortDetailByTarg
     m_prCalcError.clear();
     QList<QVariantMap> positions;
     const QString source = m_presenter ? m_presenter->pluginPid() : QStringLiteral("BDPortfolioAdd");
-    for (const QString &market : AccountRows::marketsOfRange(type)) {
-        const QString securityAccount =
-            VeltraBusinessDataInterface::GetCurrentSecurityAccountByTradingAndExchange(tradingAccount, market);
-        if (securityAccount.isEmpty())
-            continue;
-        const QString rc = BusinessDataInterface::GetPositionListByAccount(tradingAccount, securityAccount, market,
-                                                                           positions, source);
-        if (rc != QLatin1String("0")) {
-            // Without the holdings every target would be bought in full: nothing is built.
-            m_prCalcError = rc;
-            return {};
-        }
+    const QString rc = AccountRows::positionsInRange(tradingAccount, type, positions, source);
+    if (rc != QLatin1String("0")) {
+        // Without the holdings every target would be bought in full: nothing is built.
+        m_prCalcError = rc;
+        return {};
     }
     QMap<QString, qint64> current = AccountRows::currentHoldings(positions);
     qInfo() << "当前待处理持仓数量：" << current.size();
@@ -459,7 +458,7 @@ void BDPortfolioAdd::slotPRImportBtnClicked()
         qInfo() << "生成调仓组合目标：" << targets;
     qInfo() << "生成调仓组合的成分券数量：" << rows.size();
     ui->tableView_PR->updateRecordDataList(rows);
-    checkAllRows(ui->tableView_PR);
+    ui->tableView_PR->setAllCheckBoxChecked(true);
     ui->tableView_PR->setEnabled(true);
     ui->label_PRImportTime->setText(QStringLiteral("最新导入时间：") + QTime::currentTime().toString(QStringLiteral("hh:mm:ss")));
     updateSelectionLabel();
@@ -508,7 +507,7 @@ void BDPortfolioAdd::showPositionRows()
     }
     AccountRows::weighRows(rows);
     ui->tableView_Pos->updateRecordDataList(rows);
-    checkAllRows(ui->tableView_Pos);
+    ui->tableView_Pos->setAllCheckBoxChecked(true);
     if (m_positionRecords.isEmpty())
         ui->label_PosNote->setText(QStringLiteral("该账号在所选市场没有可提取的持仓"));
     else if (!belowLot.isEmpty())
@@ -531,7 +530,8 @@ void BDPortfolioAdd::slotCmbPosTarTypeChanged(int)
 
 void BDPortfolioAdd::slotCmbPosTypeChanged(int)
 {
-    slotBtnRefreshPosTableClicked();
+    if (ui->tabWidget->currentIndex() == PagePosition)
+        slotBtnRefreshPosTableClicked();
 }
 
 void BDPortfolioAdd::slotComboxFundAccountChanged(int)
@@ -575,7 +575,7 @@ void BDPortfolioAdd::slotShortSaleSearchBtnClicked()
 void BDPortfolioAdd::slotSecurityLoanUpdated(QList<QMap<int, QVariantMap> > recordList)
 {
     ui->tableView_ShortSale->updateRecordDataList(recordList);
-    checkAllRows(ui->tableView_ShortSale);
+    ui->tableView_ShortSale->setAllCheckBoxChecked(true);
     ui->label_ShortSaleNote->setText(recordList.isEmpty() ? QStringLiteral("没有可融券的证券")
                                                           : QStringLiteral("可融券证券%1只，融券数量可双击修改")
                                                                 .arg(recordList.size()));

@@ -272,8 +272,16 @@ void RecordModel::setChecked(int row, bool checked)
 
 void RecordModel::setAllChecked(bool checked)
 {
-    for (int r = 0; r < m_checked.size(); ++r)
-        setChecked(r, checked);
+    bool changed = false;
+    for (int r = 0; r < m_checked.size(); ++r) {
+        changed = changed || m_checked.at(r) != checked;
+        m_checked[r] = checked;
+    }
+    if (!changed)
+        return;
+    // One notice for the whole table: a thousand rows ticked at once are one change.
+    emit dataChanged(index(0, 0), index(int(m_checked.size()) - 1, 0), {Qt::CheckStateRole});
+    emit checkStateChanged(-1, checked);
 }
 
 QList<int> RecordModel::checkedRows() const

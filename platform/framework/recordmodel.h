@@ -65,6 +65,7 @@ public:
     QList<int> checkedRows() const;
 
 signals:
+    // A row's check mark changed; row -1: every row's, to checked (setAllChecked).
     void checkStateChanged(int row, bool checked);
 
 private:

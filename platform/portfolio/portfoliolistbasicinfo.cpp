@@ -1,6 +1,7 @@
 #include "portfoliolistbasicinfo.h"
 
 #include "busquery.h"
+#include <QMutex>
 #include "cdatabase.h"
 
 #include "cbusinessdatabase.h"
@@ -416,6 +417,27 @@ bool PortfolioListBasicInfo::CheckPortfolioName(const QString &name, QString &fr
     }
 }
 
+namespace {
+// The firm's restricted list, parsed again only when the configuration's text changes:
+// the search box asks for every security when a dialog opens.
+QSet<QString> restrictedSymbols()
+{
+    static QMutex mutex;
+    static QString parsedText;
+    static QSet<QString> symbols;
+    const QString text = CDataBase::GetInstance()->GetStaticCfgValue(QStringLiteral("PortfolioSysCfg"),
+                                                                     QStringLiteral("RestrictedSymbols"));
+    QMutexLocker lock(&mutex);
+    if (text != parsedText) {
+        parsedText = text;
+        symbols.clear();
+        for (const QStringRef &entry : text.splitRef(QLatin1Char(','), Qt::SkipEmptyParts))
+            symbols.insert(entry.trimmed().toString());
+    }
+    return symbols;
+}
+} // namespace
+
 bool PortfolioListBasicInfo::checkPortfolioSecurity(const QString &symbol) const
 {
     const SecurityInfo *s = SecurityCatalog::instance().bySymbol(symbol);
@@ -423,15 +445,7 @@ bool PortfolioListBasicInfo::checkPortfolioSecurity(const QString &symbol) const
         return true;
     if (s->name.startsWith(QStringLiteral("退")) || s->name.endsWith(QStringLiteral("退")))
         return true;
-    const QString listed = CDataBase::GetInstance()->GetStaticCfgValue(QStringLiteral("PortfolioSysCfg"),
-                                                                       QStringLiteral("RestrictedSymbols"));
-    if (listed.isEmpty())
-        return false;
-    for (const QStringRef &entry : listed.splitRef(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        if (entry.trimmed() == symbol)
-            return true;
-    }
-    return false;
+    return restrictedSymbols().contains(symbol);
 }
 
 bool PortfolioListBasicInfo::IsSupportSecurity(const QString &symbol) const

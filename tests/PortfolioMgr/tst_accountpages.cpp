@@ -295,19 +295,16 @@ void tst_AccountPages::rebalancePageEndToEnd()
     QCOMPARE(fx.boxes.last(), QStringLiteral("第1行目标量获取失败"));
     QCOMPARE(fx.rows("tableView_PR").size(), rows.size());
 
-    // Confirmed by side: buy first, then sell, both for the cash account.
-    fx.in<QCheckBox>("checkBox_bySide")->setChecked(true);
+    // Confirmed, for the account the page shows, and listed.
     fx.in<QLineEdit>("m_pNameEdit")->setText(QStringLiteral("港股调仓"));
     QSignalSpy created(fx.dialog, &BDPortfolioAdd::signalNewPortfolioData);
     fx.in<QPushButton>("pushButton_confirm")->click();
-    QCOMPARE(created.count(), 2);
-    const auto buy = created.at(0).at(0).value<PortfolioDetailBasicInfo>();
-    QCOMPARE(buy.Name(), QStringLiteral("港股调仓(买)"));
-    QCOMPARE(buy.ExtensionDescription().value(Portfolio::portType).toString(), PortType::rebalance);
-    QCOMPARE(buy.ExtensionDescription().value(Portfolio::algoParam).toMap().value(ImportField::FundAccount).toString(),
+    QCOMPARE(created.count(), 1);
+    const auto made = created.at(0).at(0).value<PortfolioDetailBasicInfo>();
+    QCOMPARE(made.SymbolList().size(), rows.size());
+    QCOMPARE(made.ExtensionDescription().value(Portfolio::algoParam).toMap().value(ImportField::FundAccount).toString(),
              kCash);
-    QCOMPARE(created.at(1).at(0).value<PortfolioDetailBasicInfo>().Name(), QStringLiteral("港股调仓(卖)"));
-    QTRY_VERIFY(fx.rowOfName(QStringLiteral("港股调仓(卖)")) >= 0);
+    QTRY_VERIFY(fx.rowOfName(QStringLiteral("港股调仓")) >= 0);
 }
 
 void tst_AccountPages::priceBasesUseTheFeedsQuotes()

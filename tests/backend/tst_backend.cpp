@@ -2,6 +2,7 @@
 #include "cpackmessagecommon.h"
 #include "cunpackmessagecommon.h"
 #include "embeddedbackend.h"
+#include "serviceclient.h"
 #include "exchange.h"
 #include "fieldkeys.h"
 #include "migrations.h"
@@ -19,22 +20,6 @@
 #include <memory>
 
 namespace {
-
-// What came back for one request.
-struct Reply
-{
-    bool answered = false;
-    CMessageCommon message;
-    CUnPackMessageCommon body;
-
-    bool ok() const
-    {
-        return answered
-               && body.GetValue(RequestField::requestExeStatus) == RequestExeStatus::success;
-    }
-    QString text() const { return body.GetValue(RequestField::textDescription).toString(); }
-    QString value(const QString &key) const { return body.GetValue(key).toString(); }
-};
 
 QVariantMap line(const QString &code, const QString &exchange, qint64 qty)
 {
@@ -59,56 +44,12 @@ QString rowsText(const QList<QVariantMap> &rows, const QString &key)
 
 } // namespace
 
-// A client of the back end as the transport would present it: frames go in through
-// onClientFrame, answers and notifications come back through frameToClient.
-class TestClient : public QObject
+// The service client with the portfolio requests these cases send.
+class TestClient : public ServiceClient
 {
-    Q_OBJECT
-
 public:
-    explicit TestClient(EmbeddedBackend &backend)
-        : m_id(backend.newClientId())
-    {
-        connect(this, &TestClient::frameOut, backend.service(), &BackendService::onClientFrame);
-        connect(backend.service(), &BackendService::frameToClient, this, &TestClient::onFrame);
-    }
-
-    quint64 id() const { return m_id; }
-    QList<CMessageCommon> events;
-
-    quint64 send(const QString &type, const CPackMessageCommon &body)
-    {
-        CMessageCommon message;
-        message.setKind(CMessageCommon::Request);
-        message.setRequestId(++m_lastRequestId);
-        message.SetSrcid(QStringLiteral("client"));
-        message.SetType(type);
-        message.SetMsg(body.GetPackedMsg());
-        emit frameOut(m_id, message.toWire());
-        return m_lastRequestId;
-    }
-    void sendRaw(const QByteArray &frame) { emit frameOut(m_id, frame); }
-
-    Reply wait(quint64 requestId, int timeoutMs = 5000)
-    {
-        QSignalSpy spy(this, &TestClient::received);
-        QElapsedTimer clock;
-        clock.start();
-        while (!m_answers.contains(requestId) && clock.elapsed() < timeoutMs)
-            spy.wait(int(qMax<qint64>(1, timeoutMs - clock.elapsed())));
-        Reply reply;
-        if (m_answers.contains(requestId)) {
-            reply.answered = true;
-            reply.message = m_answers.take(requestId);
-            reply.body.SetUnPackMsg(reply.message.GetMsg());
-        }
-        return reply;
-    }
-    Reply request(const QString &type, const CPackMessageCommon &body, int timeoutMs = 5000)
-    {
-        return wait(send(type, body), timeoutMs);
-    }
-    bool hasAnswer(quint64 requestId) const { return m_answers.contains(requestId); }
+    using ServiceClient::ServiceClient;
+    using ServiceClient::request;
 
     // A round trip: every frame the service sent this client before is in by now.
     void sync()
@@ -118,12 +59,6 @@ public:
         request(MsgType::queryStrategyRequest, body);
     }
 
-    Reply login(const QString &user)
-    {
-        CPackMessageCommon body;
-        body.AddVaule(RequestField::userID, user);
-        return request(MsgType::loginRequest, body);
-    }
     Reply createPortfolio(const QString &user, const QString &name,
                           const QString &extension = QStringLiteral("{}"),
                           const QString &strategyNo = QString())
@@ -186,28 +121,6 @@ public:
         return request(MsgType::queryBatchStateRequest, body);
     }
 
-signals:
-    void frameOut(quint64 clientId, const QByteArray &frame);
-    void received();
-
-private:
-    void onFrame(quint64 clientId, const QByteArray &frame)
-    {
-        if (clientId != m_id)
-            return;
-        CMessageCommon message;
-        QVERIFY(message.fromWire(frame));
-        QCOMPARE(message.GetSrcid(), QStringLiteral("backend"));
-        if (message.kind() == CMessageCommon::Answer)
-            m_answers.insert(message.requestId(), message);
-        else
-            events.append(message);
-        emit received();
-    }
-
-    quint64 m_id;
-    quint64 m_lastRequestId = 0;
-    QHash<quint64, CMessageCommon> m_answers;
 };
 
 class TestBackend : public QObject
