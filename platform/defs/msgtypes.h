@@ -42,3 +42,11 @@ inline const QString TRADING_ACCOUNT_CHANGED = QStringLiteral("TRADING_ACCOUNT_C
 }
 
 enum : int { CLIPBOARD_CLICK_EVENT = 300101 };
+
+// Names of entries in the platform data cache (CBusinessDataBase::GetCacheData).
+namespace CacheName {
+// Codes handed to the portfolio list while it is not open: a map whose "symbolList"
+// entry is the list of codes; the page consumes it once.
+inline const QString ClipboardData = QStringLiteral("ClipboardData");
+}
+
