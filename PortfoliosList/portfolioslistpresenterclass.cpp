@@ -13,6 +13,7 @@
 #include "portfoliolistbasicinfo.h"
 #include "portfolioquotemgr.h"
 #include "portfoliosyncqueue.h"
+#include "portparsecreatethread.h"
 #include "tzcore.h"
 #include "veltrabusinessdatainterface.h"
 #include "veltrautils.h"
@@ -21,23 +22,17 @@
 #include <QDir>
 #include <QFutureWatcher>
 #include <QtConcurrent>
-#include <QSettings>
-#include <QStandardPaths>
 #include <memory>
 
-namespace {
-// Setting names of the auto-import group of the portfolio trade settings.
-const QString kScanGroup = QStringLiteral("PortfolioTrade/");
-const QString PortScanFlag = QStringLiteral("PortScanFlag");
-const QString PortScanDir = QStringLiteral("PortScanDir");
-const QString PortDeleteFlag = QStringLiteral("PortDeleteFlag");
-const QString PortBackupDir = QStringLiteral("PortBackupDir");
-}
 
 PortfoliosListPresenterClass::PortfoliosListPresenterClass(QObject *parent)
     : TzPresenterClass(parent)
     , m_sync(new PortfolioSyncQueue(pluginPid(), this))
 {
+    connect(this, &PortfoliosListPresenterClass::signalScanFlagChanged, this,
+            &PortfoliosListPresenterClass::slotScanFlagChanged);
+    connect(this, &PortfoliosListPresenterClass::signalClipboardMsg, this,
+            &PortfoliosListPresenterClass::slotClipboardMsg);
     // The queue has brought the store up to date before the list hears of a change.
     connect(m_sync, &PortfolioSyncQueue::portfolioUpdated, this, [this](QString portfolioNo) {
         if (PortfolioDetailBasicInfo *p = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portfolioNo))
@@ -55,7 +50,13 @@ PortfoliosListPresenterClass::PortfoliosListPresenterClass(QObject *parent)
     });
 }
 
-PortfoliosListPresenterClass::~PortfoliosListPresenterClass() = default;
+PortfoliosListPresenterClass::~PortfoliosListPresenterClass()
+{
+    // The worker calls this presenter's requests: it ends (its file finished) before
+    // anything it uses goes away.
+    if (m_parseThread)
+        m_parseThread->stopThread();
+}
 
 void PortfoliosListPresenterClass::registerMessages()
 {
@@ -212,6 +213,10 @@ void PortfoliosListPresenterClass::slotInitCoreData()
     }
     emit signalDataLoadState(0);
     emit CoreDataInitialized(rc == 0);
+    // Codes another page handed over before this one was open: the list is there now to
+    // take the portfolio they make.
+    if (rc == 0)
+        DealCacheDataByClipboard();
 }
 
 void PortfoliosListPresenterClass::watchTreeData()
@@ -316,61 +321,3 @@ void PortfoliosListPresenterClass::PutPortfolioChangedEvent(const QString &portf
     putEvent(PORTFOLIO_NEW_OR_UPDATE, {{RequestField::portfolioNo, portfolioNo}});
 }
 
-void PortfoliosListPresenterClass::applyScanCfg()
-{
-    QWriteLocker lock(&m_scanLock);
-    QSettings *settings = TzCore::settings();
-    const QString home = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    m_scanFlag = settings->value(kScanGroup + PortScanFlag, false).toBool();
-    m_scanDir = settings->value(kScanGroup + PortScanDir, home + QStringLiteral("/组合交易扫描目录")).toString();
-    m_deleteFlag = settings->value(kScanGroup + PortDeleteFlag, false).toBool();
-    m_backupDir = settings->value(kScanGroup + PortBackupDir, home + QStringLiteral("/已扫描组合")).toString();
-    if (!QDir(m_scanDir).exists())
-        qInfo().noquote() << QStringLiteral("组合自动导入扫描目录%1不存在").arg(m_scanDir);
-    emit signalScanFlagChanged(m_scanFlag);
-    qDebug().noquote() << QStringLiteral("获取到组合自动导入设置：扫描开关%2，扫描目录%1，是否删除%3，备份目录%4")
-                              .arg(m_scanDir)
-                              .arg(m_scanFlag)
-                              .arg(m_deleteFlag)
-                              .arg(m_backupDir);
-}
-
-// Directory auto-import, the clipboard portfolio and the account queries are served by
-// their own parts of this presenter; until those land, these entry points say so in the
-// log and change nothing.
-void PortfoliosListPresenterClass::scanDir()
-{
-    qInfo() << "PortfoliosListPresenterClass::scanDir directory auto-import is not available in this build";
-}
-
-bool PortfoliosListPresenterClass::DealCacheDataByClipboard()
-{
-    qInfo() << "PortfoliosListPresenterClass::DealCacheDataByClipboard clipboard portfolios are not available in this build";
-    return false;
-}
-
-int PortfoliosListPresenterClass::slotCreateClipboardPortfolio(QStringList lstSymbols)
-{
-    qInfo() << "PortfoliosListPresenterClass::slotCreateClipboardPortfolio clipboard portfolios are not available in this build"
-            << lstSymbols.size();
-    return 0;
-}
-
-void PortfoliosListPresenterClass::slotFileParseFinished(QString filePath, QString portNo)
-{
-    qDebug().noquote() << QStringLiteral("收到组合自动导入创建成功信息，文件名：%1，组合号%2").arg(filePath, portNo);
-}
-
-void PortfoliosListPresenterClass::slotScanFlagChanged(bool bStart)
-{
-    qInfo() << "PortfoliosListPresenterClass::slotScanFlagChanged" << bStart
-            << "directory auto-import is not available in this build";
-}
-
-void PortfoliosListPresenterClass::slotClipboardMsg(QStringList lstSymbols)
-{
-    QStringList supported, unsupported;
-    for (const QString &symbol : lstSymbols)
-        (PortfolioListBasicInfo::GetInstance()->IsSupportSecurity(symbol) ? supported : unsupported) << symbol;
-    emit signalCreateWarning(supported, unsupported);
-}

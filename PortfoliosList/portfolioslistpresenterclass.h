@@ -5,6 +5,8 @@
 #include "tzportfolioquote.h"
 #include "tzpresenterclass.h"
 
+#include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QMap>
 #include <QReadWriteLock>
@@ -15,6 +17,8 @@
 class CPackMessageCommon;
 class CUnPackMessageCommon;
 class PortfolioSyncQueue;
+class PortParseCreateThread;
+class QTimer;
 
 // The page's one link to the platform: keeps the portfolio store in step with the back
 // end, turns bus events and market records into signals for the list, subscribes quotes,
@@ -50,9 +54,14 @@ public:
     // A full reload is under way (the refresh button).
     bool isRefreshing() const { return m_refreshing; }
 
-    // Auto-import settings (re-read when the settings change).
+    // Directory auto-import: applyScanCfg (re)reads the four settings and starts the
+    // worker when the scan is on; scanDir, every second while it is on, hands each new
+    // file of the watched folder to the worker once the file has stopped changing.
     void applyScanCfg();
     void scanDir();
+    PortParseCreateThread *parseThread() const { return m_parseThread; }
+    QTimer *scanTimer() const { return m_scanTimer; }
+    // Codes another page left in the platform cache for this page, used once.
     bool DealCacheDataByClipboard();
     // The account's positions in the market range of the query under way, as rows of the
     // position page, emitted with signalPositionListUpdate (an empty list when the query
@@ -131,4 +140,19 @@ private:
     QString m_scanDir;
     bool m_deleteFlag = false;
     QString m_backupDir;
+
+    // Says in the panel when the watched folder goes missing or unreadable and when it
+    // is back, once per change.
+    enum class ScanDirState { Unknown, Ok, Missing, Unreadable };
+    void noteScanDirState(ScanDirState state, const QString &dir);
+    struct FileStamp
+    {
+        qint64 size = -1;
+        QDateTime modified;
+    };
+    QSet<QString> m_handedPaths;            // never emptied while the page lives
+    QHash<QString, FileStamp> m_settling;   // seen once, not handed yet: the last stamp
+    ScanDirState m_scanDirState = ScanDirState::Unknown;
+    QTimer *m_scanTimer = nullptr;
+    PortParseCreateThread *m_parseThread = nullptr;
 };

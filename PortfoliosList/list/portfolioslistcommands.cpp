@@ -570,15 +570,14 @@ void PortfoliosList::slotShowWarningMsg(QString title, QString msg)
 
 void PortfoliosList::slotCreateWarning(QStringList lstSupport, QStringList lstUnSupport)
 {
-    if (lstUnSupport.isEmpty()) {
-        emit signalCreateClipboardPortfolio(lstSupport);
-        return;
-    }
+    // The trader confirms every clipboard portfolio, also when no code has to go.
     QString text = QStringLiteral("组合交易不支持以下标的交易，请确认是否剔除以下标的创建组合(%1):\r\n")
                        .arg(lstUnSupport.size());
     QStringList named;
-    for (const QString &symbol : qAsConst(lstUnSupport))
-        named << symbol + QLatin1Char(' ') + CBusinessDataBase::GetInstance()->GetSecurityChineseName(symbol);
+    for (const QString &symbol : qAsConst(lstUnSupport)) {
+        const QString chineseName = CBusinessDataBase::GetInstance()->GetSecurityChineseName(symbol);
+        named << symbol + QLatin1Char(' ') + (chineseName.isEmpty() ? QStringLiteral("（未知证券）") : chineseName);
+    }
     text += named.join(QStringLiteral("\r\n"));
     if (VeltraWidget::ShowQuestionMsgBox(text, this, 0))
         emit signalCreateClipboardPortfolio(lstSupport);

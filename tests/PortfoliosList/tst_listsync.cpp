@@ -17,14 +17,6 @@ namespace {
 const QString kUser = QStringLiteral("demo");
 constexpr quint64 kOtherDesk = 424242;
 
-QVariant packed(const QVariantMap &header)
-{
-    CPackMessageCommon body;
-    for (auto it = header.cbegin(); it != header.cend(); ++it)
-        body.AddVaule(it.key(), it.value());
-    return body.GetPackedMsg(false);
-}
-
 // What the back end would send this client after a change elsewhere.
 void notice(PortfoliosListPresenterClass *p, int type, const QString &portfolioNo)
 {

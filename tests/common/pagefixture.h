@@ -92,11 +92,12 @@ private:
     QList<QPair<BusiMsgLevel, QString>> m_lines;
 };
 
-// Another page of the client that follows the list's click event (204804).
-class ClickListener : public TzPresenterClass
+// Another page of the client following one event type (by default the list's click,
+// 204804): the portfolio numbers it heard.
+class EventListener : public TzPresenterClass
 {
 public:
-    ClickListener() { SubEvent(PORTFOLIO_CLICKED); }
+    explicit EventListener(int type = PORTFOLIO_CLICKED) { SubEvent(type); }
     QStringList portfolioNos;
 
 protected:
@@ -107,6 +108,16 @@ protected:
             portfolioNos << body.GetValue(RequestField::portfolioNo).toString();
     }
 };
+using ClickListener = EventListener;
+
+// A message body carrying these header fields, as a page or the back end packs it.
+inline QVariant packed(const QVariantMap &header)
+{
+    CPackMessageCommon body;
+    for (auto it = header.cbegin(); it != header.cend(); ++it)
+        body.AddVaule(it.key(), it.value());
+    return body.GetPackedMsg(false);
+}
 
 class PageFixture
 {
