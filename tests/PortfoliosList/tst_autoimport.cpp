@@ -89,6 +89,7 @@ private slots:
     void filesBecomePortfoliosOrStayInTheBackup();
     void aFileStillBeingWrittenWaits();
     void aHandedPathIsNeverHandedAgain();
+    void aBackEndThatDoesNotAnswerLeavesNoPortfolio();
     void aMissingFolderIsReportedAndWatchedAgain();
     void workerAndGuiThreadShareTheStore();
 
@@ -236,6 +237,30 @@ void tst_AutoImport::aHandedPathIsNeverHandedAgain()
     QCOMPARE(reported.count(), 1);
     QVERIFY(QFile::exists(path));
     QVERIFY(!fx.stored(QStringLiteral("重投")));
+}
+
+void tst_AutoImport::aBackEndThatDoesNotAnswerLeavesNoPortfolio()
+{
+    AutoImport fx;
+    QVERIFY(fx.ready());
+    QVERIFY(QDir().mkpath(fx.scanDir));
+    fx.configure(true, true);
+    QSignalSpy reported(fx.presenter()->parseThread(), &PortParseCreateThread::signalFileParseFinished);
+    const QStringList before = PageFixture::backendNames();
+    TestBackend::setTimeoutMs(300);
+    fx.backend.faults().dropNext(MsgType::alterPortfolioDetailRequest);
+    QVERIFY(writeFile(fx.scanned(QStringLiteral("超时组合.csv")), kGoodLines));
+    fx.settleAndScan();
+    QVERIFY(fx.waitFinished(reported, 1));
+    TestBackend::setTimeoutMs(5000);
+    QCOMPARE(reported.first().at(1).toString(), QString());
+    // The header made before the lines timed out is taken back: nothing half-created.
+    QCOMPARE(PageFixture::backendNames(), before);
+    QVERIFY(!fx.stored(QStringLiteral("超时组合")));
+    QCOMPARE(fx.panel.matching(QStringLiteral("组合自动导入失败，文件名：%1，原因：创建组合明细失败2")
+                                   .arg(fx.scanned(QStringLiteral("超时组合.csv")))).size(), 1);
+    // Refused, so kept in the backup although imported files are deleted.
+    QVERIFY(QFile::exists(fx.backedUp(QStringLiteral("超时组合.csv"))));
 }
 
 void tst_AutoImport::aMissingFolderIsReportedAndWatchedAgain()
