@@ -2,15 +2,20 @@
 
 #include "pageframe.h"
 #include "pluginmanager.h"
+#include "settingsdialog.h"
 #include "tzcore.h"
 #include "tzpluginbasewidget.h"
 #include "veltrautils.h"
 
+#include <QAction>
+#include <QClipboard>
 #include <QCloseEvent>
 #include <QDebug>
+#include <QGuiApplication>
 #include <QSettings>
 #include <QDockWidget>
 #include <QLabel>
+#include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QStatusBar>
 #include <QToolBar>
@@ -24,6 +29,7 @@ MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
 {
     setWindowTitle(QStringLiteral("TZApp 交易终端"));
     resize(1280, 760);
+    createMenus();
 
     auto *dock = new QDockWidget(QStringLiteral("业务消息"), this);
     dock->setObjectName(QStringLiteral("BusinessMessageDock"));
@@ -61,6 +67,40 @@ MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
     statusBar()->addPermanentWidget(m_backendState);
     setBackendState(false, QStringLiteral("后台未连接"));
     restoreLayout();
+}
+
+void MainWindow::createMenus()
+{
+    QMenu *portfolios = menuBar()->addMenu(QStringLiteral("组合"));
+    m_pasteCodes = portfolios->addAction(QStringLiteral("粘贴代码建组合"));
+    m_pasteCodes->setObjectName(QStringLiteral("PasteCodesAction"));
+    m_pasteCodes->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V));
+    // Anywhere in the window, also while the page's table or a field has the focus.
+    m_pasteCodes->setShortcutContext(Qt::WindowShortcut);
+    m_pasteCodes->setStatusTip(QStringLiteral("用剪贴板中的证券代码（如从表格复制的一列代码）新建组合"));
+    connect(m_pasteCodes, &QAction::triggered, this,
+            [this] { pasteCodes(QGuiApplication::clipboard()->text()); });
+
+    QMenu *tools = menuBar()->addMenu(QStringLiteral("设置"));
+    m_settings = tools->addAction(QStringLiteral("选项…"));
+    m_settings->setObjectName(QStringLiteral("SettingsAction"));
+    m_settings->setMenuRole(QAction::PreferencesRole);
+    connect(m_settings, &QAction::triggered, this, &MainWindow::openSettings);
+}
+
+ClipboardCommand::Report MainWindow::pasteCodes(const QString &text)
+{
+    const ClipboardCommand::Report report =
+        ClipboardCommand::paste(text, m_page ? m_page->pluginInstanceID() : QString());
+    statusBar()->showMessage(report.text, 10000);
+    return report;
+}
+
+void MainWindow::openSettings()
+{
+    SettingsDialog dialog(this);
+    if (dialog.exec() == QDialog::Accepted)
+        statusBar()->showMessage(QStringLiteral("选项已保存"), 5000);
 }
 
 namespace {

@@ -1,15 +1,18 @@
 #pragma once
 
+#include "clipboardcommand.h"
+
 #include <QMainWindow>
 
 class PluginManager;
+class QAction;
 class QLabel;
 class QPlainTextEdit;
 class VeltraAccountComboBox;
 class TzPluginBaseWidget;
 
-// The client's main window: the page area, the business-message panel and a status
-// line that shows the back end's state.
+// The client's main window: the menu bar, the page area, the business-message panel and
+// a status line that shows the back end's state.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -27,6 +30,14 @@ public:
     // shows the current one. Picking another makes it current for every page.
     void showAccounts();
     VeltraAccountComboBox *accountPicker() const { return m_accounts; }
+    // "粘贴代码建组合" with this text (the menu command reads the system clipboard):
+    // the codes go to the portfolio list, or wait for it when it is not open. The
+    // status line says what became of them.
+    ClipboardCommand::Report pasteCodes(const QString &text);
+    // The options dialog; modal.
+    void openSettings();
+    QAction *pasteCodesAction() const { return m_pasteCodes; }
+    QAction *settingsAction() const { return m_settings; }
     // Size, position and docks as the user left them (kept in the settings).
     void restoreLayout();
     void saveLayout() const;
@@ -35,10 +46,14 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    void createMenus();
+
     PluginManager *m_plugins;
     QPlainTextEdit *m_messages;
     QLabel *m_backendState;
     VeltraAccountComboBox *m_accounts;
+    QAction *m_pasteCodes = nullptr;
+    QAction *m_settings = nullptr;
     TzPluginBaseWidget *m_page = nullptr;
     int m_pageMetaId = 0;
 };
