@@ -10,6 +10,7 @@
 #include "msgtypes.h"
 #include "portfoliolistbasicinfo.h"
 #include "securitycatalog.h"
+#include "veltrautils.h"
 
 #include <QDateTime>
 #include <QDebug>
@@ -84,6 +85,9 @@ int PortfoliosListPresenterClass::slotCreateClipboardPortfolio(QStringList lstSy
     for (const QString &symbol : qAsConst(lstSymbols))
         m_storeSubscriptions.insert(symbol);
     m_subscribedStamps.insert(detail.PortfolioNo(), store->changeStamp(detail.PortfolioNo()));
+    VeltraUtils::PutBusiMsg(BusiMsgLevel::Info, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
+                            QStringLiteral("已新建剪切板组合：%1（%2），%3只证券")
+                                .arg(detail.Name(), detail.PortfolioNo(), QString::number(lstSymbols.size())));
     emit OnPortfolioNewOrCreate(detail.PortfolioNo());
     PutPortfolioClickEvent(detail.PortfolioNo());
     return 1;

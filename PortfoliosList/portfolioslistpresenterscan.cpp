@@ -153,9 +153,12 @@ void PortfoliosListPresenterClass::slotFileParseFinished(QString filePath, QStri
 {
     qDebug().noquote() << QStringLiteral("收到组合自动导入创建成功信息，文件名：%1，组合号%2").arg(filePath, portNo);
     if (!portNo.isEmpty()) {
-        if (PortfolioDetailBasicInfo *stored = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portNo))
+        if (PortfolioDetailBasicInfo *stored = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(portNo)) {
             subscribePortfolios({stored});
-        else
+            panel(BusiMsgLevel::Info, QStringLiteral("组合自动导入成功：%1 → 组合%2（%3），%4条明细")
+                                          .arg(filePath, stored->Name(), portNo,
+                                               QString::number(stored->SymbolList().size())));
+        } else
             refreshPortfolios({portNo});  // the store refused what the back end took
         emit OnPortfolioNewOrCreate(portNo);
         PutPortfolioChangedEvent(portNo);

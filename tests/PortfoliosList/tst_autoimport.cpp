@@ -183,6 +183,7 @@ void tst_AutoImport::filesBecomePortfoliosOrStayInTheBackup()
         QCOMPARE(fx.panel.matching(QStringLiteral("组合自动导入失败，文件名：%1，原因：").arg(fx.scanned(name + QStringLiteral(".csv")))).size(), 1);
     }
     QCOMPARE(fx.panel.matching(QStringLiteral("999999")).size(), 2);
+    QCOMPARE(fx.panel.matching(QStringLiteral("组合自动导入成功")).size(), 1);
     QCOMPARE(fx.panel.matching(QStringLiteral("组合自动导入失败，文件名：%1，组合名称%2已存在")
                                    .arg(fx.scanned(taken + QStringLiteral(".csv")), taken)).size(), 1);
     QVERIFY(QFile::exists(fx.backedUp(taken + QStringLiteral(".csv"))));
