@@ -6,6 +6,7 @@
 #include "tzcore.h"
 #include "tzpluginbasewidget.h"
 #include "veltrautils.h"
+#include "veltrawidget.h"
 
 #include <QAction>
 #include <QClipboard>
@@ -93,6 +94,9 @@ ClipboardCommand::Report MainWindow::pasteCodes(const QString &text)
     const ClipboardCommand::Report report =
         ClipboardCommand::paste(text, m_page ? m_page->pluginInstanceID() : QString());
     statusBar()->showMessage(report.text, 10000);
+    // Nothing on the clipboard looked like a code: the list's own words for it.
+    if (report.outcome == ClipboardCommand::NoCodes)
+        VeltraWidget::ShowWarningMsgBox(QStringLiteral("无有效代码数据！"), this);
     return report;
 }
 

@@ -260,6 +260,14 @@ void tst_Host::windowMenusAndPasteCommand()
              (QStringList{QStringLiteral("600519.SH"), QStringLiteral("000001.SZ")}));
     QVERIFY2(window.statusBar()->currentMessage().contains(QStringLiteral("2个证券代码")),
              qPrintable(window.statusBar()->currentMessage()));
+
+    // Nothing that looks like a code: the warning, and the waiting codes stay as they were.
+    MsgBoxRecorder boxes;
+    QGuiApplication::clipboard()->setText(QStringLiteral("证券代码\n贵州茅台 30%"));
+    paste->trigger();
+    QCOMPARE(boxes.texts, QStringList{QStringLiteral("无有效代码数据！")});
+    QCOMPARE(CBusinessDataBase::GetInstance()->GetCacheData(CacheName::ClipboardData).toMap()
+                 .value(QStringLiteral("symbolList")).toStringList().size(), 2);
 }
 
 void tst_Host::optionsShowWriteOrCancelTheFourSettings()
