@@ -30,7 +30,6 @@
 
 namespace {
 
-const char kPageId[] = "TZApp.PortfoliosList";
 
 // Qt's own texts (file dialogs, message-box buttons, context menus of text fields) in
 // the client's language. The client speaks Simplified Chinese whatever the machine's
@@ -154,7 +153,7 @@ int main(int argc, char *argv[])
     // Later changes of the link (a lost connection) replace the line above.
     QObject::connect(MessageBus::instance(), &MessageBus::connectionStateChanged, &window,
                      &MainWindow::setBackendState, Qt::QueuedConnection);
-    window.openPage(QLatin1String(kPageId));
+    window.openStartPages();
     window.show();
 
     if (!options.screenshotFile.isEmpty()) {

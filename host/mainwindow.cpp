@@ -1,5 +1,6 @@
 #include "mainwindow.h"
 
+#include "pagearea.h"
 #include "pageframe.h"
 #include "pluginmanager.h"
 #include "settingsdialog.h"
@@ -18,6 +19,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QPlainTextEdit>
+#include <QStackedWidget>
 #include <QStatusBar>
 #include <QToolBar>
 
@@ -30,7 +32,19 @@ MainWindow::MainWindow(PluginManager *plugins, QWidget *parent)
 {
     setWindowTitle(QStringLiteral("TZApp 交易终端"));
     resize(1280, 760);
+    m_central = new QStackedWidget(this);
+    m_noPage = new QLabel(QStringLiteral("没有打开的页面：请从“窗口”菜单打开。"), m_central);
+    m_noPage->setObjectName(QStringLiteral("NoPageNotice"));
+    m_noPage->setAlignment(Qt::AlignCenter);
+    m_pages = new PageArea(plugins, m_central);
+    m_central->addWidget(m_noPage);
+    m_central->addWidget(m_pages);
+    setCentralWidget(m_central);
     createMenus();
+    connect(m_pages, &PageArea::pagesChanged, this, [this] {
+        m_central->setCurrentWidget(m_pages->count() > 0 ? static_cast<QWidget *>(m_pages) : m_noPage);
+        syncWindowMenu();
+    });
 
     auto *dock = new QDockWidget(QStringLiteral("业务消息"), this);
     dock->setObjectName(QStringLiteral("BusinessMessageDock"));
@@ -87,12 +101,50 @@ void MainWindow::createMenus()
     m_settings->setObjectName(QStringLiteral("SettingsAction"));
     m_settings->setMenuRole(QAction::PreferencesRole);
     connect(m_settings, &QAction::triggered, this, &MainWindow::openSettings);
+
+    m_windowMenu = menuBar()->addMenu(QStringLiteral("窗口"));
+    m_windowMenu->setObjectName(QStringLiteral("WindowMenu"));
+    syncWindowMenu();
+}
+
+namespace {
+// Titles of the pages the 窗口 menu offers before they were ever opened.
+QString pageTitle(const QString &pageId)
+{
+    if (pageId == QLatin1String("TZApp.PortfoliosList"))
+        return QStringLiteral("组合列表");
+    if (pageId == QLatin1String("TZApp.PortfolioDetail"))
+        return QStringLiteral("组合明细");
+    return pageId;
+}
+}
+
+void MainWindow::syncWindowMenu()
+{
+    m_windowMenu->clear();
+    const QList<PageDescriptor> pages = m_plugins->pages();
+    for (const PageDescriptor &descriptor : pages) {
+        const QString id = descriptor.id;
+        QAction *action = m_windowMenu->addAction(pageTitle(id));
+        action->setObjectName(QStringLiteral("WindowAction:") + id);
+        action->setCheckable(true);
+        action->setChecked(m_pages->isOpen(id));
+        connect(action, &QAction::triggered, this, [this, id](bool open) {
+            if (open)
+                openPage(id);
+            else
+                m_pages->close(id);
+        });
+    }
+    m_windowMenu->setEnabled(!pages.isEmpty());
 }
 
 ClipboardCommand::Report MainWindow::pasteCodes(const QString &text)
 {
     const ClipboardCommand::Report report =
-        ClipboardCommand::paste(text, m_page ? m_page->pluginInstanceID() : QString());
+        ClipboardCommand::paste(text, m_pages->isOpen(QStringLiteral("TZApp.PortfoliosList"))
+                                          ? m_pages->page(QStringLiteral("TZApp.PortfoliosList"))->pluginInstanceID()
+                                          : QString());
     statusBar()->showMessage(report.text, 10000);
     // Nothing on the clipboard looked like a code: the list's own words for it.
     if (report.outcome == ClipboardCommand::NoCodes)
@@ -110,6 +162,8 @@ void MainWindow::openSettings()
 namespace {
 const QString kGeometryKey = QStringLiteral("MainWindow/geometry");
 const QString kStateKey = QStringLiteral("MainWindow/state");
+const QString kPagesKey = QStringLiteral("MainWindow/openPages");
+const QString kSplitterKey = QStringLiteral("MainWindow/pageSplitter");
 }
 
 void MainWindow::restoreLayout()
@@ -125,6 +179,8 @@ void MainWindow::saveLayout() const
     QSettings *settings = TzCore::settings();
     settings->setValue(kGeometryKey, saveGeometry());
     settings->setValue(kStateKey, saveState());
+    settings->setValue(kPagesKey, m_pages->openPageIds());
+    settings->setValue(kSplitterKey, m_pages->saveState());
     settings->sync();
 }
 
@@ -137,36 +193,35 @@ void MainWindow::closeEvent(QCloseEvent *event)
 MainWindow::~MainWindow()
 {
     VeltraUtils::setBusiMsgSink(nullptr);
-    // The page type's destructor lives in its plugin; destroy it through the meta-type
-    // while the library is still loaded.
-    if (m_page) {
-        QWidget *frame = m_page->parentWidget();
-        m_page->setParent(nullptr);
-        m_plugins->destroyPage(m_pageMetaId, m_page);
-        delete frame;
-    }
+    // The pages' destructors live in their plugins: the page area destroys them while
+    // the libraries are still loaded.
+    delete m_pages;
+    m_pages = nullptr;
 }
 
 bool MainWindow::openPage(const QString &pageId)
 {
-    const PageDescriptor *descriptor = m_plugins->pageById(pageId);
-    QWidget *widget = descriptor ? m_plugins->createPage(descriptor->metaId) : nullptr;
-    auto *page = qobject_cast<TzPluginBaseWidget *>(widget);
-    if (!page) {
-        auto *notice = new QLabel(QStringLiteral("未找到页面插件 %1，请检查插件目录。").arg(pageId), this);
-        notice->setAlignment(Qt::AlignCenter);
-        setCentralWidget(notice);
-        qWarning() << "MainWindow::openPage no plugin offers" << pageId;
+    QString error;
+    if (!m_pages->open(pageId, &error)) {
+        statusBar()->showMessage(error, 10000);
+        VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::SystemMsg, BusiMsgItem::TagSystem, error);
+        m_noPage->setText(m_pages->count() > 0 ? m_noPage->text() : error);
         return false;
     }
-    m_page = page;
-    m_pageMetaId = descriptor->metaId;
-    page->setPluginInstanceID(pageId + QStringLiteral("#1"));
-    auto *frame = new PageFrame(page, this);
-    setCentralWidget(frame);
-    page->initPluginWidget();
+    TzPluginBaseWidget *page = m_pages->page(pageId);
     statusBar()->showMessage(QStringLiteral("已打开页面 %1（%2）").arg(page->pluginWidgetTitle(), pageId));
     return true;
+}
+
+void MainWindow::openStartPages()
+{
+    QSettings *settings = TzCore::settings();
+    const QStringList ids = settings->value(kPagesKey, QStringList{QStringLiteral("TZApp.PortfoliosList"),
+                                                                   QStringLiteral("TZApp.PortfolioDetail")})
+                                .toStringList();
+    for (const QString &id : ids)
+        openPage(id);
+    m_pages->restoreState(settings->value(kSplitterKey).toByteArray());
 }
 
 void MainWindow::showAccounts()

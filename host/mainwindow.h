@@ -4,8 +4,11 @@
 
 #include <QMainWindow>
 
+class PageArea;
 class PluginManager;
 class QAction;
+class QMenu;
+class QStackedWidget;
 class QLabel;
 class QPlainTextEdit;
 class VeltraAccountComboBox;
@@ -21,9 +24,15 @@ public:
     explicit MainWindow(PluginManager *plugins, QWidget *parent = nullptr);
     ~MainWindow() override;
 
-    // Creates the page with this host id from its plugin's descriptor and shows it;
-    // false (with a visible notice in the page area) when no plugin offers it.
+    // Creates the page with this host id from its plugin's descriptor and shows it in
+    // the trading window (an open page stays as it is); false, with a notice in the
+    // status line and the panel, when no plugin offers it.
     bool openPage(const QString &pageId);
+    // The pages the trader had open when the client last closed (by default the
+    // portfolio list beside the portfolio detail), with the splitter as he left it.
+    void openStartPages();
+    PageArea *pageArea() const { return m_pages; }
+    QMenu *windowMenu() const { return m_windowMenu; }
     QPlainTextEdit *businessMessagePanel() const { return m_messages; }
     void setBackendState(bool connected, const QString &text);
     // Fills the account picker with the login user's accounts (the platform's list) and
@@ -47,6 +56,8 @@ protected:
 
 private:
     void createMenus();
+    // The 窗口 menu: one checkable entry per page a plugin offers.
+    void syncWindowMenu();
 
     PluginManager *m_plugins;
     QPlainTextEdit *m_messages;
@@ -54,6 +65,8 @@ private:
     VeltraAccountComboBox *m_accounts;
     QAction *m_pasteCodes = nullptr;
     QAction *m_settings = nullptr;
-    TzPluginBaseWidget *m_page = nullptr;
-    int m_pageMetaId = 0;
+    QStackedWidget *m_central;
+    QLabel *m_noPage;
+    PageArea *m_pages;
+    QMenu *m_windowMenu = nullptr;
 };

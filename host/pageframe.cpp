@@ -12,7 +12,7 @@ PageFrame::PageFrame(TzPluginBaseWidget *page, QWidget *parent)
     , m_page(page)
 {
     setObjectName(QStringLiteral("PageFrame"));
-    auto *bar = new QWidget(this);
+    auto *bar = m_bar = new QWidget(this);
     bar->setObjectName(QStringLiteral("PageTitleBar"));
     auto *barLayout = new QHBoxLayout(bar);
     barLayout->setContentsMargins(8, 2, 4, 2);
@@ -32,6 +32,8 @@ PageFrame::PageFrame(TzPluginBaseWidget *page, QWidget *parent)
         button->setAutoRaise(true);
         barLayout->addWidget(button);
         m_buttons.append(button);
+        if (b.first == PLUGIN_SYSTEMBUTTON_CLOSE)
+            connect(button, &QToolButton::clicked, this, &PageFrame::closeRequested);
     }
 
     auto *layout = new QVBoxLayout(this);
@@ -49,4 +51,10 @@ void PageFrame::syncTitleBar()
     m_title->setText(m_page->pluginWidgetTitle());
     for (QToolButton *button : qAsConst(m_buttons))
         button->setVisible(m_page->pluginSystemButtonVisible(button->objectName()));
+}
+
+void PageFrame::setCompact(bool compact)
+{
+    m_compact = compact;
+    m_bar->setVisible(!compact);
 }

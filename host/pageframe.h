@@ -16,11 +16,20 @@ public:
     explicit PageFrame(TzPluginBaseWidget *page, QWidget *parent = nullptr);
 
     TzPluginBaseWidget *page() const { return m_page; }
+    // Without its title bar, for a side panel collapsed to a strip.
+    void setCompact(bool compact);
+    bool isCompact() const { return m_compact; }
+
+signals:
+    // The page's "关闭" was pressed.
+    void closeRequested();
 
 private:
     void syncTitleBar();
 
     TzPluginBaseWidget *m_page;
+    QWidget *m_bar;
     QLabel *m_title;
+    bool m_compact = false;
     QList<QToolButton *> m_buttons;
 };

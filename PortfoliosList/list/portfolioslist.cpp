@@ -331,6 +331,9 @@ void PortfoliosList::slotPushbuttonHideClicked()
                        static_cast<QWidget *>(ui->pushButton_type), static_cast<QWidget *>(ui->pushButton_new),
                        static_cast<QWidget *>(ui->pushButton_import), static_cast<QWidget *>(ui->pushButton_pos)})
         w->setVisible(!collapse);
+    // Collapsed to a 35-pixel strip, only the arrow that expands it again is left.
+    ui->frame_buttons->setVisible(!collapse);
+    ui->btn_refresh->setVisible(!collapse);
     if (QWidget *parent = parentWidget()) {
         parent->setFixedWidth(collapse ? 35 : 216);
         m_expanded = !collapse;

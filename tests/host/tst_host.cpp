@@ -245,8 +245,8 @@ void tst_Host::windowMenusAndPasteCommand()
     QVERIFY(!window.openPage(QStringLiteral("TZApp.PortfoliosList")));
     const QList<QAction *> menus = window.menuBar()->actions();
     QAction *paste = window.pasteCodesAction();
-    QVERIFY(menus.size() == 2 && menus.at(0)->text() == QStringLiteral("组合")
-            && menus.at(1)->text() == QStringLiteral("设置"));
+    QVERIFY(menus.size() == 3 && menus.at(0)->text() == QStringLiteral("组合")
+            && menus.at(1)->text() == QStringLiteral("设置") && menus.at(2)->text() == QStringLiteral("窗口"));
     QVERIFY(menus.at(0)->menu()->actions().contains(paste));
     QVERIFY(menus.at(1)->menu()->actions().contains(window.settingsAction()));
     QCOMPARE(paste->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+V")));
