@@ -230,31 +230,40 @@ QMap<QString, qint64> currentHoldings(const QList<QVariantMap> &positions)
 QList<RowRecord> rebalanceRows(const QMap<QString, qint64> &current, const QMap<QString, qint64> &targets,
                                int oddLotType, ShowType showType, QStringList *droppedKeys)
 {
-    QMap<QString, qint64> holdings = current;
-    for (auto it = targets.cbegin(); it != targets.cend(); ++it) {
-        if (!holdings.contains(it.key()))
-            holdings.insert(it.key(), 0);
-    }
+    const SecurityCatalog &catalog = SecurityCatalog::instance();
     QList<RowRecord> rows;
-    for (auto it = holdings.cbegin(); it != holdings.cend(); ++it) {
-        const int split = it.key().lastIndexOf(QLatin1Char('_'));
-        const QString symbol = it.key().left(split);
-        const QString market = it.key().mid(split + 1);
-        const qint64 target = targets.value(it.key(), 0);
-        const qint64 difference = target - it.value();
+    rows.reserve(current.size() + targets.size());
+    // Both maps are in key order: one walk over the two gives every key once, in order,
+    // with its holding and its target (0 where a map has none).
+    auto held = current.cbegin();
+    auto target = targets.cbegin();
+    while (held != current.cend() || target != targets.cend()) {
+        const bool fromHeld = target == targets.cend() || (held != current.cend() && held.key() <= target.key());
+        const bool fromTarget = held == current.cend() || (target != targets.cend() && target.key() <= held.key());
+        const QString &key = fromHeld ? held.key() : target.key();
+        const qint64 holding = fromHeld ? held.value() : 0;
+        const qint64 wanted = fromTarget ? target.value() : 0;
+        if (fromHeld)
+            ++held;
+        if (fromTarget)
+            ++target;
+        const qint64 difference = wanted - holding;
         if (difference == 0) {
-            qDebug().noquote() << "调仓过滤代码 " << it.key() << target;
+            qDebug().noquote() << "调仓过滤代码 " << key << wanted;
             continue;
         }
+        const int split = key.lastIndexOf(QLatin1Char('_'));
+        const QString symbol = key.left(split);
+        const QString market = key.mid(split + 1);
         const qint64 quantity = VeltraBusinessDataInterface::GetQtyByOddLotType(symbol, oddLotType,
                                                                                 qAbs(difference), true);
-        const SecurityInfo *s = SecurityCatalog::instance().bySymbol(symbol);
+        const SecurityInfo *s = catalog.bySymbol(symbol);
         if (!s || quantity <= 0) {
             if (droppedKeys)
-                droppedKeys->append(it.key());
+                droppedKeys->append(key);
             continue;
         }
-        const QString side = difference < 1 ? OrderSide::sell : OrderSide::buy;
+        const QString &side = difference < 1 ? OrderSide::sell : OrderSide::buy;
         RowRecord row;
         row[Code][RecordRole::display] = s->code;
         row[Code][RecordRole::user] = symbol;
