@@ -38,6 +38,11 @@ TARGETS = {
     "BM_PositionQuery1000": ("  the back-end position query in each of the two above", "ms", None),
     "BM_AutoImport200Files": ("auto-import of 200 files of 200 lines dropped at once, drop to last row",
                               "ms", 10000),
+    "BM_DetailShow5000AfterClick": ("组合明细: a 5,000-line portfolio from the list's click to the painted table",
+                                    "ms", 50),
+    "BM_DetailLiveRefresh5000": ("组合明细: one live refresh of the 5,000 lines, every price moved, painted", "ms", 10),
+    "BM_DetailLiveRefresh5000Sorted": ("  the same sorted by 涨跌幅 (sorted again each refresh)", "ms", None),
+    "BM_DetailRecords5000": ("  5,000 market records through the detail presenter", "ms", None),
 }
 TO_MS = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}
 
@@ -78,6 +83,8 @@ for path in sorted(glob.glob(os.path.join(out, "*.json"))):
                   f" of {b.get('cells_in_figure_columns', 0):.0f} figure cells")
         if "paint_ms" in b:
             print(f"  then laid out and painted: {b['paint_ms']:.1f} ms")
+        if "of_which_paint_ms" in b:
+            print(f"  of which laying out and painting: {b['of_which_paint_ms']:.1f} ms")
         if "rows" in b and "buys" in b:
             print(f"  lines: {b['rows']:.0f} ({b['buys']:.0f} buys, {b['sells']:.0f} sells),"
                   f" {b.get('unchanged', 0):.0f} holdings unchanged")

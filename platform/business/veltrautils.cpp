@@ -26,6 +26,26 @@ void VeltraUtils::setSaveFileNameHook(SaveFileNameHook hook)
     g_saveFileNameHook = std::move(hook);
 }
 
+QString VeltraUtils::GetSaveTableFileName(QWidget *parent, const QString &caption,
+                                          const QString &suggestedName)
+{
+    SaveFileNameHook hook;
+    {
+        QMutexLocker lock(&g_hookMutex);
+        hook = g_saveFileNameHook;
+    }
+    QString path = hook ? hook(parent, caption, suggestedName) : askSaveFileName(parent, caption, suggestedName);
+    if (path.isEmpty())
+        return path;
+    // The dialog's filter does not add the suffix on every platform.
+    const QString suffix = QFileInfo(path).suffix();
+    if (suffix.compare(QLatin1String("xlsx"), Qt::CaseInsensitive) != 0
+        && suffix.compare(QLatin1String("csv"), Qt::CaseInsensitive) != 0)
+        path += QStringLiteral(".xlsx");
+    RememberTableFolder(path);
+    return path;
+}
+
 bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, QWidget *parent,
                                        const QString &filePath, QString *error, QString *savedPath,
                                        const QString &variant)
@@ -34,23 +54,10 @@ bool VeltraUtils::DownloadTemplateFile(VeltraConstants::TemplateFileType type, Q
         error->clear();
     QString path = filePath;
     if (path.isEmpty()) {
-        SaveFileNameHook hook;
-        {
-            QMutexLocker lock(&g_hookMutex);
-            hook = g_saveFileNameHook;
-        }
-        const QString caption = PortfolioTemplateWriter::caption(type, variant);
-        const QString suggested = PortfolioTemplateWriter::suggestedFileName(type, variant);
-        path = hook ? hook(parent, caption, suggested)
-                    : askSaveFileName(parent, caption, suggested);
+        path = GetSaveTableFileName(parent, PortfolioTemplateWriter::caption(type, variant),
+                                    PortfolioTemplateWriter::suggestedFileName(type, variant));
         if (path.isEmpty())
             return false;
-        // The dialog's filter does not add the suffix on every platform.
-        const QString suffix = QFileInfo(path).suffix();
-        if (suffix.compare(QLatin1String("xlsx"), Qt::CaseInsensitive) != 0
-            && suffix.compare(QLatin1String("csv"), Qt::CaseInsensitive) != 0)
-            path += QStringLiteral(".xlsx");
-        RememberTableFolder(path);
     }
     if (!PortfolioTemplateWriter::write(type, path, error, variant))
         return false;

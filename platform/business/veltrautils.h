@@ -49,6 +49,12 @@ public:
     using SaveFileNameHook = std::function<QString(QWidget *parent, const QString &caption,
                                                    const QString &suggestedName)>;
     static void setSaveFileNameHook(SaveFileNameHook hook);
+    // Asks where to save a table file (.xlsx or .csv) through the hook above or the save
+    // dialog, which starts in the folder of the last table file with suggestedName. A
+    // name with neither suffix gets .xlsx; the folder is remembered. Empty when the user
+    // cancels.
+    static QString GetSaveTableFileName(QWidget *parent, const QString &caption,
+                                        const QString &suggestedName);
 
     // ---- Quantity display --------------------------------------------------------------
 

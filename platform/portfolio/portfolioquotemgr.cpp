@@ -123,16 +123,34 @@ int PortfolioQuoteMgr::CalculateExtraInfo(PortfolioDetailBasicInfo &detail,
             change += item.RelWeight() * (q.LastPx / q.PreClosePx - 1.0);
             base += item.RelWeight();
         }
-        if (q.Suspended)
+        switch (lineState(q)) {
+        case LineState::Suspended:
             ++extra.m_suspended;
-        else if (q.UpperLimitPx > 0.0 && q.LastPx >= q.UpperLimitPx - kHalfTick)
+            break;
+        case LineState::UpLimit:
             ++extra.m_upLimit;
-        else if (q.LowerLimitPx > 0.0 && q.LastPx <= q.LowerLimitPx + kHalfTick)
+            break;
+        case LineState::DownLimit:
             ++extra.m_downLimit;
+            break;
+        case LineState::Normal:
+            break;
+        }
     }
     extra.m_marketValue = value;
     extra.m_changeRate = base > 0.0 ? change / base : 0.0;
     return Ok;
+}
+
+PortfolioQuoteMgr::LineState PortfolioQuoteMgr::lineState(const TzPortfolioQuote &q)
+{
+    if (q.Suspended)
+        return LineState::Suspended;
+    if (q.UpperLimitPx > 0.0 && q.LastPx >= q.UpperLimitPx - kHalfTick)
+        return LineState::UpLimit;
+    if (q.LowerLimitPx > 0.0 && q.LastPx <= q.LowerLimitPx + kHalfTick)
+        return LineState::DownLimit;
+    return LineState::Normal;
 }
 
 void PortfolioQuoteMgr::clear()

@@ -38,6 +38,12 @@ public:
     // Lines without a quote yet count nowhere. Returns 0.
     int CalculateExtraInfo(PortfolioDetailBasicInfo &detail, PortfolioDetailExtraInfo &extra) const;
 
+    // Where one quoted line stands, by the rule CalculateExtraInfo counts: suspended
+    // first; else at the upper (lower) limit within half a tick; markets without daily
+    // limits (limits of 0) are never at one.
+    enum class LineState { Normal = 0, UpLimit, DownLimit, Suspended };
+    static LineState lineState(const TzPortfolioQuote &quote);
+
     void clear();
 
 private:

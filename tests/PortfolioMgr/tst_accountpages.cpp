@@ -317,7 +317,7 @@ void tst_AccountPages::priceBasesUseTheFeedsQuotes()
         QCOMPARE(fx.read(path, 0, targets, true, QStringLiteral("200000"), basis), 0);
         // The feed sends one record per symbol at once and none for a minute: the price
         // used is the one the quote manager keeps.
-        for (const QString symbol : {QStringLiteral("600000.SH"), QStringLiteral("000001.SZ")}) {
+        for (const QString &symbol : {QStringLiteral("600000.SH"), QStringLiteral("000001.SZ")}) {
             TzPortfolioQuote quote;
             QVERIFY(PortfolioQuoteMgr::GetInstance()->quote(symbol, quote));
             const double price = basis == BDPortfolioAdd::PriceBid1 ? quote.BidPx1

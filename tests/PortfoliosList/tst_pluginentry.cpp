@@ -99,7 +99,8 @@ void tst_PluginEntry::initializePublishesDescriptor()
 void tst_PluginEntry::pageCreatedByMetaTypeId()
 {
     PluginManager manager;
-    QCOMPARE(manager.loadPlugins(QStringLiteral(TZ_PLUGIN_DIR)), 1);
+    // The plugins folder holds the other pages too.
+    QVERIFY(manager.loadPlugins(QStringLiteral(TZ_PLUGIN_DIR)) >= 1);
     const PageDescriptor *page = manager.pageById(QStringLiteral("TZApp.PortfoliosList"));
     QVERIFY(page);
     QCOMPARE(page->className, QStringLiteral("PortfoliosListWidget"));
@@ -128,8 +129,8 @@ void tst_PluginEntry::listPluginsLine()
     tzapp.start(QStringLiteral(TZAPP_BINARY), {QStringLiteral("--list-plugins")});
     QVERIFY(tzapp.waitForFinished(30000));
     QCOMPARE(tzapp.exitCode(), 0);
-    const QString out = QString::fromUtf8(tzapp.readAllStandardOutput()).trimmed();
-    QCOMPARE(out, QStringLiteral("PortfoliosList 2.0.0 Page TZApp.PortfoliosList"));
+    const QStringList lines = QString::fromUtf8(tzapp.readAllStandardOutput()).trimmed().split(QLatin1Char('\n'));
+    QVERIFY(lines.contains(QStringLiteral("PortfoliosList 2.0.0 Page TZApp.PortfoliosList")));
 }
 
 QTEST_MAIN(tst_PluginEntry)
