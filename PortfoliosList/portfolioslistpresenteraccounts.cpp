@@ -14,6 +14,8 @@
 
 #include <QDebug>
 #include <QElapsedTimer>
+#include <QCursor>
+#include <QGuiApplication>
 #include <QThread>
 
 namespace {
@@ -92,9 +94,14 @@ void PortfoliosListPresenterClass::slotQurMarginInfoData(QString tradingAccount)
     const qint64 bound = qint64(MessageBus::defaultTimeoutMs()) + 1000;
     QString error;
     MarginDC::LoadState state = margin->GetLoadState(account.fundAccount, &error);
-    while (state == MarginDC::Loading && clock.elapsed() < bound) {
-        QThread::msleep(5);
-        state = margin->GetLoadState(account.fundAccount, &error);
+    if (state == MarginDC::Loading) {
+        // The window waits on purpose; the cursor says so.
+        QGuiApplication::setOverrideCursor(QCursor(Qt::WaitCursor));
+        while (state == MarginDC::Loading && clock.elapsed() < bound) {
+            QThread::msleep(5);
+            state = margin->GetLoadState(account.fundAccount, &error);
+        }
+        QGuiApplication::restoreOverrideCursor();
     }
     if (state != MarginDC::Loaded) {
         reportFailure(this, state == MarginDC::Loading ? QStringLiteral("可融券查询超时")
