@@ -248,7 +248,7 @@ void tst_AutoImport::aBackEndThatDoesNotAnswerLeavesNoPortfolio()
     fx.configure(true, true);
     QSignalSpy reported(fx.presenter()->parseThread(), &PortParseCreateThread::signalFileParseFinished);
     const QStringList before = PageFixture::backendNames();
-    TestBackend::setTimeoutMs(300);
+    TestBackend::setTimeoutMs(1000);  // the header is answered in time, the lines never
     fx.backend.faults().dropNext(MsgType::alterPortfolioDetailRequest);
     QVERIFY(writeFile(fx.scanned(QStringLiteral("超时组合.csv")), kGoodLines));
     fx.settleAndScan();
