@@ -219,16 +219,16 @@ void MessageBus::putEvent(const CMessageCommon &event)
 void MessageBus::deliver(const QString &key, const QString &source, const QVariant &type,
                          const QVariant &body)
 {
-    QList<QPointer<TzPresenterClass>> targets;
-    {
-        QMutexLocker lock(&m_mutex);
-        targets = m_subscribers.value(key);
-    }
-    for (const QPointer<TzPresenterClass> &target : qAsConst(targets)) {
+    // Posted under the lock that unsubscribeAll takes when a presenter is destroyed: a
+    // presenter is never posted to once its destruction has begun, and what was posted
+    // before is dropped with it. (Copying the list and posting after the lock would race
+    // with a presenter destroyed on its own thread meanwhile.)
+    QMutexLocker lock(&m_mutex);
+    for (const QPointer<TzPresenterClass> &target : m_subscribers.value(key)) {
         TzPresenterClass *presenter = target.data();
         if (!presenter || presenter->pluginPid() == source)
             continue;
-        // Queued on the presenter's own thread; dropped if the presenter is gone by then.
+        // Queued on the presenter's own thread.
         QMetaObject::invokeMethod(
             presenter, [presenter, source, type, body] { presenter->deliverEvent(source, type, body); },
             Qt::QueuedConnection);
@@ -237,20 +237,20 @@ void MessageBus::deliver(const QString &key, const QString &source, const QVaria
 
 void MessageBus::deliverMarketRecords(const QVariant &body)
 {
-    QList<QPointer<TzPresenterClass>> targets;
     {
         QMutexLocker lock(&m_mutex);
-        targets = m_subscribers.value(MsgType::MDMARKETRECORD);
+        if (m_subscribers.value(MsgType::MDMARKETRECORD).isEmpty())
+            return;
     }
-    if (targets.isEmpty())
-        return;
     CUnPackMessageCommon unpack;
     if (!unpack.SetUnPackMsg(body)) {
         qWarning() << "MessageBus::deliverMarketRecords unreadable market-data body dropped";
         return;
     }
     const QList<QVariantMap> records = unpack.rows();
-    for (const QPointer<TzPresenterClass> &target : qAsConst(targets)) {
+    // Posted under the lock, as events are (see deliver).
+    QMutexLocker lock(&m_mutex);
+    for (const QPointer<TzPresenterClass> &target : m_subscribers.value(MsgType::MDMARKETRECORD)) {
         TzPresenterClass *presenter = target.data();
         if (!presenter)
             continue;
