@@ -22,6 +22,7 @@
 namespace {
 
 QMutex g_mutex;
+QMutex g_sinkMutex;  // guards g_busiSink and every call of it
 VeltraUtils::BusiMsgSink g_busiSink;
 VeltraUtils::OpenFileNameHook g_openHook;
 
@@ -100,18 +101,16 @@ void VeltraUtils::PutBusiMsg(BusiMsgLevel level, BusiMsgType type, BusiMsgItem i
     if (!code.isEmpty() || !errorNo.isEmpty())
         line += QStringLiteral("（%1 %2）").arg(code, errorNo).replace(QStringLiteral(" ）"), QStringLiteral("）"));
     qInfo().noquote() << "VeltraUtils::PutBusiMsg" << line;
-    BusiMsgSink sink;
-    {
-        QMutexLocker lock(&g_mutex);
-        sink = g_busiSink;
-    }
-    if (sink)
-        sink(level, line);
+    // The sink is called under its own lock: once setBusiMsgSink has replaced it, no
+    // thread is still inside the old one (whose owner may be going away).
+    QMutexLocker lock(&g_sinkMutex);
+    if (g_busiSink)
+        g_busiSink(level, line);
 }
 
 void VeltraUtils::setBusiMsgSink(BusiMsgSink sink)
 {
-    QMutexLocker lock(&g_mutex);
+    QMutexLocker lock(&g_sinkMutex);
     g_busiSink = std::move(sink);
 }
 
