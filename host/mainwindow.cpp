@@ -219,8 +219,17 @@ void MainWindow::openStartPages()
     const QStringList ids = settings->value(kPagesKey, QStringList{QStringLiteral("TZApp.PortfoliosList"),
                                                                    QStringLiteral("TZApp.PortfolioDetail")})
                                 .toStringList();
-    for (const QString &id : ids)
-        openPage(id);
+    // The side panel last: the list tells the other pages which portfolio it selected
+    // once it has loaded, and they must be listening by then. (Its place on the left
+    // does not depend on the order.)
+    for (const QString &id : ids) {
+        if (!PageArea::isSidePanel(id))
+            openPage(id);
+    }
+    for (const QString &id : ids) {
+        if (PageArea::isSidePanel(id))
+            openPage(id);
+    }
     m_pages->restoreState(settings->value(kSplitterKey).toByteArray());
 }
 

@@ -11,6 +11,7 @@
 #include "tzpluginbasewidget.h"
 
 #include <QAction>
+#include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QStackedWidget>
@@ -64,6 +65,15 @@ void tst_TradingWindow::listIsASidePanelBesideTheDetail()
     QTRY_COMPARE(list->width(), 216);
     QVERIFY(!list->isCompact());
     QVERIFY(detail->width() > 900);  // the rest of the window
+    // The detail page was listening when the loaded list selected its last portfolio.
+    const auto shows = [detail](const QString &text) {
+        for (const QLabel *label : detail->findChildren<QLabel *>()) {
+            if (label->isVisible() && label->text() == text)
+                return true;
+        }
+        return false;
+    };
+    QTRY_VERIFY(shows(QStringLiteral("待完成批次组合")));
 
     // Collapsed to its arrow: 35 pixels, no title bar; the detail takes the room.
     auto *toggle = area->page(kList)->findChild<QPushButton *>(QStringLiteral("pushButton"));
