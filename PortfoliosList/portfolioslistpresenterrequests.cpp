@@ -205,9 +205,12 @@ QString PortfoliosListPresenterClass::AddPortfolio(PortfolioDetailBasicInfo &det
 {
     PortfolioDetailBasicInfo copy = detail;
     PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
-    if (PortfolioStrategyInfo *known = store->GetStrategyInfoByName(copy.StrategyName())) {
-        copy.setStrategyID(known->StrategyNo());
-        detail.setStrategyID(known->StrategyNo());
+    // Called from the auto-import worker as well: the label's number is copied under the
+    // store's lock.
+    const QString knownNo = store->strategyNoByName(copy.StrategyName());
+    if (!knownNo.isEmpty()) {
+        copy.setStrategyID(knownNo);
+        detail.setStrategyID(knownNo);
     } else {
         PortfolioStrategyInfo strategy;
         strategy.setStrategyName(copy.StrategyName());

@@ -477,6 +477,16 @@ PortfolioStrategyInfo *PortfolioListBasicInfo::GetStrategyInfoByName(const QStri
     return nullptr;
 }
 
+QString PortfolioListBasicInfo::strategyNoByName(const QString &name) const
+{
+    QReadLocker lock(&m_lock);
+    for (const auto &s : m_strategies) {
+        if (s->StrategyName() == name)
+            return s->StrategyNo();
+    }
+    return QString();
+}
+
 PortfolioDetailBasicInfo *PortfolioListBasicInfo::GetPortfolioDetail(const QString &portfolioNo)
 {
     QReadLocker lock(&m_lock);

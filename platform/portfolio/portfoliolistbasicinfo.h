@@ -106,6 +106,10 @@ public:
 
     int AddStrategyInfo(const PortfolioStrategyInfo &info);
     PortfolioStrategyInfo *GetStrategyInfoByName(const QString &name);
+    // The number of the strategy label called name, empty when none: a copy taken under
+    // the lock, for threads other than the GUI thread (the pointer above may go with a
+    // reload there).
+    QString strategyNoByName(const QString &name) const;
 
     PortfolioDetailBasicInfo *GetPortfolioDetail(const QString &portfolioNo);
     QList<PortfolioDetailBasicInfo *> GetPortfolioDetails();
