@@ -42,6 +42,17 @@ public:
     QString ClearPortfolioDetail(const PortfolioDetailBasicInfo &detail);
     QString DelPortfolio(const PortfolioDetailBasicInfo &detail);
     QString DelPortfolioList(QStringList portfolioNos);
+    // The strategy label of detail by its name: the known number, or a label created on
+    // the back end and stored. Returns "0" or the back end's text.
+    QString ensureStrategy(PortfolioDetailBasicInfo &detail);
+    // AddPortfolio, then weights, creation time and the store (storeAccepted). Returns
+    // "0" or the text to show. Safe from the auto-import worker.
+    QString AddPortfolioAndStore(PortfolioDetailBasicInfo &detail);
+    // Keeps a portfolio the back end accepted in the store. When the store refuses it (it
+    // is behind: a rename made elsewhere not heard of yet) the portfolios concerned are
+    // fetched again, on this presenter's thread, instead of keeping the disagreement.
+    // Returns whether the store holds it now.
+    bool storeAccepted(const PortfolioDetailBasicInfo &detail);
 
     // Event to the other pages: the user picked this portfolio in the list.
     void PutPortfolioClickEvent(const QString &portfolioNo);

@@ -12,7 +12,6 @@
 #include "securitycatalog.h"
 #include "veltrautils.h"
 
-#include <QDateTime>
 #include <QDebug>
 
 namespace {
@@ -73,14 +72,10 @@ int PortfoliosListPresenterClass::slotCreateClipboardPortfolio(QStringList lstSy
     }
     detail.setSymbolList(items);
 
-    if (AddPortfolio(detail) != QLatin1String("0")) {
+    if (AddPortfolioAndStore(detail) != QLatin1String("0")) {
         emit signalShowWarningMsg(kClipboardTitle, QStringLiteral("后台数据添加失败！"));
         return 0;
     }
-    detail.CalculateWeight();
-    detail.setCreateDate(QDateTime::currentDateTime());
-    if (store->AddPortfolioDetail(detail) != PortfolioListBasicInfo::Ok)
-        refreshPortfolios({detail.PortfolioNo()});
     BusinessDataInterface::SubscribeSecurityQuotation(this, codes, 1, 2);
     for (const QString &symbol : qAsConst(lstSymbols))
         m_storeSubscriptions.insert(symbol);

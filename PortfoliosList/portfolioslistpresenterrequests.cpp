@@ -13,6 +13,7 @@
 #include "msgtypes.h"
 #include "portfoliolistbasicinfo.h"
 
+#include <QDateTime>
 #include <QDebug>
 #include <QJsonDocument>
 #include <cmath>
@@ -201,29 +202,35 @@ QString PortfoliosListPresenterClass::ClearPortfolioDetail(const PortfolioDetail
                    detail.PortfolioNo(), answer, QStringLiteral("清除组合明细信息发送失败。错误代码："));
 }
 
-QString PortfoliosListPresenterClass::AddPortfolio(PortfolioDetailBasicInfo &detail)
+QString PortfoliosListPresenterClass::ensureStrategy(PortfolioDetailBasicInfo &detail)
 {
-    PortfolioDetailBasicInfo copy = detail;
-    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
     // Called from the auto-import worker as well: the label's number is copied under the
     // store's lock.
-    const QString knownNo = store->strategyNoByName(copy.StrategyName());
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    const QString knownNo = store->strategyNoByName(detail.StrategyName());
     if (!knownNo.isEmpty()) {
-        copy.setStrategyID(knownNo);
         detail.setStrategyID(knownNo);
-    } else {
-        PortfolioStrategyInfo strategy;
-        strategy.setStrategyName(copy.StrategyName());
-        const QString rc = AlterStrategy(strategy, true);
-        if (rc != QLatin1String("0")) {
-            const QString text = QStringLiteral("创建组合关联策略标签失败。错误代码：") + rc;
-            qInfo().noquote() << text;
-            return text;
-        }
-        store->AddStrategyInfo(strategy);
-        copy.setStrategyID(strategy.StrategyNo());
-        detail.setStrategyID(strategy.StrategyNo());
+        return QStringLiteral("0");
     }
+    PortfolioStrategyInfo strategy;
+    strategy.setStrategyName(detail.StrategyName());
+    const QString rc = AlterStrategy(strategy, true);
+    if (rc != QLatin1String("0"))
+        return rc;
+    store->AddStrategyInfo(strategy);
+    detail.setStrategyID(strategy.StrategyNo());
+    return rc;
+}
+
+QString PortfoliosListPresenterClass::AddPortfolio(PortfolioDetailBasicInfo &detail)
+{
+    const QString strategy = ensureStrategy(detail);
+    if (strategy != QLatin1String("0")) {
+        const QString text = QStringLiteral("创建组合关联策略标签失败。错误代码：") + strategy;
+        qInfo().noquote() << text;
+        return text;
+    }
+    PortfolioDetailBasicInfo copy = detail;
 
     const QString header = AlterPortfolio(copy, true);
     if (header != QLatin1String("0"))
@@ -238,6 +245,33 @@ QString PortfoliosListPresenterClass::AddPortfolio(PortfolioDetailBasicInfo &det
     qInfo().noquote() << text;
     DelPortfolio(copy);  // roll back the header; its own result does not change the answer
     return text;
+}
+
+QString PortfoliosListPresenterClass::AddPortfolioAndStore(PortfolioDetailBasicInfo &detail)
+{
+    const QString status = AddPortfolio(detail);
+    if (status != QLatin1String("0"))
+        return status;
+    detail.CalculateWeight();
+    detail.setCreateDate(QDateTime::currentDateTime());
+    storeAccepted(detail);
+    return status;
+}
+
+bool PortfoliosListPresenterClass::storeAccepted(const PortfolioDetailBasicInfo &detail)
+{
+    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
+    const int rc = store->AddPortfolioDetail(detail);
+    if (rc == PortfolioListBasicInfo::Ok)
+        return true;
+    const QStringList concerned = QStringList{detail.PortfolioNo()} + store->numbersNamed(detail.Name());
+    qWarning().noquote() << "PortfoliosListPresenterClass: the store refused portfolio" << detail.PortfolioNo()
+                         << "named" << detail.Name() << "(code" << rc << ") which the back end accepted; fetching"
+                         << concerned.join(QLatin1Char(',')) << "again";
+    // Queued when called from the worker; a presenter being destroyed stops its worker
+    // first, so nothing is posted to it afterwards.
+    QMetaObject::invokeMethod(this, [this, concerned] { refreshPortfolios(concerned); });
+    return false;
 }
 
 QString PortfoliosListPresenterClass::DelPortfolio(const PortfolioDetailBasicInfo &detail)

@@ -158,8 +158,7 @@ void PortfoliosListPresenterClass::slotFileParseFinished(QString filePath, QStri
             panel(BusiMsgLevel::Info, QStringLiteral("组合自动导入成功：%1 → 组合%2（%3），%4条明细")
                                           .arg(filePath, stored->Name(), portNo,
                                                QString::number(stored->SymbolList().size())));
-        } else
-            refreshPortfolios({portNo});  // the store refused what the back end took
+        }  // else the store refused it and the presenter is fetching it again
         emit OnPortfolioNewOrCreate(portNo);
         PutPortfolioChangedEvent(portNo);
     }

@@ -101,17 +101,11 @@ QString PortParseCreateThread::createFrom(const QString &path)
     detail.setPortFilePath(path);
     detail.CalculateWeight();
 
-    const QString rc = m_presenter->AddPortfolio(detail);
+    const QString rc = m_presenter->AddPortfolioAndStore(detail);
     if (rc != QLatin1String("0")) {
         report(QStringLiteral("组合自动导入失败，文件名：%1，原因：%2").arg(path, rc));
         return QString();
     }
-    // A refusal of the store (a name taken on another desk meanwhile) is mended on the
-    // GUI thread, which fetches the portfolio again when it is not stored.
-    const int stored = store->AddPortfolioDetail(detail);
-    if (stored != PortfolioListBasicInfo::Ok)
-        qWarning().noquote() << "PortParseCreateThread: the store refused portfolio" << detail.PortfolioNo()
-                             << "(code" << stored << ") which the back end accepted";
     qInfo().noquote() << QStringLiteral("组合自动导入新增组合成功，文件名：%1，组合号：%2").arg(path, detail.PortfolioNo());
     return detail.PortfolioNo();
 }

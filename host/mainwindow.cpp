@@ -111,9 +111,9 @@ namespace {
 // Titles of the pages the 窗口 menu offers before they were ever opened.
 QString pageTitle(const QString &pageId)
 {
-    if (pageId == QLatin1String("TZApp.PortfoliosList"))
+    if (pageId == PageArea::kPortfolioListId)
         return QStringLiteral("组合列表");
-    if (pageId == QLatin1String("TZApp.PortfolioDetail"))
+    if (pageId == PageArea::kPortfolioDetailId)
         return QStringLiteral("组合明细");
     return pageId;
 }
@@ -142,8 +142,8 @@ void MainWindow::syncWindowMenu()
 ClipboardCommand::Report MainWindow::pasteCodes(const QString &text)
 {
     const ClipboardCommand::Report report =
-        ClipboardCommand::paste(text, m_pages->isOpen(QStringLiteral("TZApp.PortfoliosList"))
-                                          ? m_pages->page(QStringLiteral("TZApp.PortfoliosList"))->pluginInstanceID()
+        ClipboardCommand::paste(text, m_pages->isOpen(PageArea::kPortfolioListId)
+                                          ? m_pages->page(PageArea::kPortfolioListId)->pluginInstanceID()
                                           : QString());
     statusBar()->showMessage(report.text, 10000);
     // Nothing on the clipboard looked like a code: the list's own words for it.
@@ -205,7 +205,8 @@ bool MainWindow::openPage(const QString &pageId)
     if (!m_pages->open(pageId, &error)) {
         statusBar()->showMessage(error, 10000);
         VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::SystemMsg, BusiMsgItem::TagSystem, error);
-        m_noPage->setText(m_pages->count() > 0 ? m_noPage->text() : error);
+        if (m_pages->count() == 0)
+            m_noPage->setText(error);
         return false;
     }
     TzPluginBaseWidget *page = m_pages->page(pageId);
@@ -216,8 +217,8 @@ bool MainWindow::openPage(const QString &pageId)
 void MainWindow::openStartPages()
 {
     QSettings *settings = TzCore::settings();
-    const QStringList ids = settings->value(kPagesKey, QStringList{QStringLiteral("TZApp.PortfoliosList"),
-                                                                   QStringLiteral("TZApp.PortfolioDetail")})
+    const QStringList ids = settings->value(kPagesKey, QStringList{PageArea::kPortfolioListId,
+                                                                   PageArea::kPortfolioDetailId})
                                 .toStringList();
     // The side panel last: the list tells the other pages which portfolio it selected
     // once it has loaded, and they must be listening by then. (Its place on the left

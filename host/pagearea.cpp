@@ -9,7 +9,6 @@
 #include <numeric>
 
 namespace {
-const char kPortfolioListId[] = "TZApp.PortfoliosList";
 const char kWidthSignal[] = "signalsChangeListWgtWidth(bool)";
 }
 
@@ -32,7 +31,7 @@ PageArea::~PageArea()
 
 bool PageArea::isSidePanel(const QString &pageId)
 {
-    return pageId == QLatin1String(kPortfolioListId);
+    return pageId == kPortfolioListId;
 }
 
 bool PageArea::open(const QString &pageId, QString *error)

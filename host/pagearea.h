@@ -29,6 +29,10 @@ public:
     TzPluginBaseWidget *page(const QString &pageId) const;
     PageFrame *frameOf(const QString &pageId) const;
 
+    // Host ids of the two pages of the trading window.
+    static inline const QString kPortfolioListId = QStringLiteral("TZApp.PortfoliosList");
+    static inline const QString kPortfolioDetailId = QStringLiteral("TZApp.PortfolioDetail");
+
     // The pages that sit on the left at their own width.
     static bool isSidePanel(const QString &pageId);
     static constexpr int kSidePanelWidth = 216;

@@ -153,9 +153,6 @@ private:
     void openAddDialog(int mode);
     // Back end first, then the store; returns RequestExeStatus::success or the reason.
     QString addToBackendAndStore(PortfolioDetailBasicInfo &detail);
-    // Into the store after the back end accepted it; a refusal of the store is mended by
-    // fetching the portfolios concerned again.
-    void storeAccepted(const PortfolioDetailBasicInfo &detail);
     QString alterOnBackend(PortfolioDetailBasicInfo &detail);
     // Quote subscription of a new portfolio's lines and the broadcast to other pages.
     void afterAdd(const PortfolioDetailBasicInfo &detail);
@@ -169,8 +166,6 @@ private:
     // A free name of at most 25 characters for a portfolio called `name`: the name itself
     // when free, else the smallest free number appended to the name cut to make room.
     QString fittingFreeName(const QString &name) const;
-    // Finds the strategy label by name, creating it on the back end when unknown.
-    QString ensureStrategy(PortfolioDetailBasicInfo &detail);
     // After a successful alteration: store, row and the broadcast to other pages.
     void storeChanged(const PortfolioDetailBasicInfo &detail);
 

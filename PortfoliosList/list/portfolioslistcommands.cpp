@@ -17,7 +17,6 @@
 #include "veltrautils.h"
 #include "veltrawidget.h"
 
-#include <QDateTime>
 #include <QDebug>
 #include <QMenu>
 #include <QTimer>
@@ -81,23 +80,6 @@ QString PortfoliosList::fittingFreeName(const QString &name) const
     }
 }
 
-void PortfoliosList::storeAccepted(const PortfolioDetailBasicInfo &detail)
-{
-    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
-    const int rc = store->AddPortfolioDetail(detail);
-    if (rc == PortfolioListBasicInfo::Ok)
-        return;
-    // The back end took it but the store does not: the store is behind (a rename made
-    // elsewhere not heard of yet). Fetch the portfolios concerned instead of keeping the
-    // disagreement; the row follows the store when they arrive.
-    const QStringList concerned = QStringList{detail.PortfolioNo()} + store->numbersNamed(detail.Name());
-    qWarning().noquote() << "PortfoliosList: the store refused portfolio" << detail.PortfolioNo() << "named"
-                         << detail.Name() << "(code" << rc << ") which the back end accepted; fetching"
-                         << concerned.join(QLatin1Char(',')) << "again";
-    if (m_presenter)
-        m_presenter->refreshPortfolios(concerned);
-}
-
 void PortfoliosList::afterAdd(const PortfolioDetailBasicInfo &detail)
 {
     QVariantList symbols;
@@ -123,13 +105,7 @@ QString PortfoliosList::addToBackendAndStore(PortfolioDetailBasicInfo &detail)
 {
     if (!m_presenter)
         return QStringLiteral("后台未连接");
-    const QString status = m_presenter->AddPortfolio(detail);
-    if (status != RequestExeStatus::success)
-        return status;
-    detail.CalculateWeight();
-    detail.setCreateDate(QDateTime::currentDateTime());
-    storeAccepted(detail);
-    return RequestExeStatus::success;
+    return m_presenter->AddPortfolioAndStore(detail);
 }
 
 // bAddFlag false replaces an existing portfolio: header, then the lines cleared and sent
@@ -191,7 +167,7 @@ void PortfoliosList::slotAddPortfolioLst(PortfolioDetailBasicInfo detailInfo, bo
         return;
     }
     reportCommand(what);
-    storeAccepted(detailInfo);
+    m_presenter->storeAccepted(detailInfo);
     ui->tableWidget->updataRecordData(buildRow(detailInfo));
     m_rowStamps.remove(detailInfo.PortfolioNo());
     if (nDetailFlag == 1)

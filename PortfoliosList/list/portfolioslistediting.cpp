@@ -12,26 +12,9 @@
 
 #include <QDebug>
 
-QString PortfoliosList::ensureStrategy(PortfolioDetailBasicInfo &detail)
-{
-    PortfolioListBasicInfo *store = PortfolioListBasicInfo::GetInstance();
-    if (PortfolioStrategyInfo *known = store->GetStrategyInfoByName(detail.StrategyName())) {
-        detail.setStrategyID(known->StrategyNo());
-        return QStringLiteral("0");
-    }
-    PortfolioStrategyInfo strategy;
-    strategy.setStrategyName(detail.StrategyName());
-    const QString rc = m_presenter->AlterStrategy(strategy, true);
-    if (rc != QLatin1String("0"))
-        return rc;
-    store->AddStrategyInfo(strategy);
-    detail.setStrategyID(strategy.StrategyNo());
-    return rc;
-}
-
 void PortfoliosList::storeChanged(const PortfolioDetailBasicInfo &detail)
 {
-    storeAccepted(detail);
+    m_presenter->storeAccepted(detail);
     ui->tableWidget->updataRecordData(buildRow(detail));
     m_rowStamps.remove(detail.PortfolioNo());
     m_presenter->PutPortfolioChangedEvent(detail.PortfolioNo());
@@ -47,7 +30,7 @@ QString PortfoliosList::modifyPortfolioName(PortfolioDetailBasicInfo &baseInfo)
     QString rc;
     if (!m_presenter)
         rc = QStringLiteral("后台未连接");
-    else if (const QString strategy = ensureStrategy(baseInfo); strategy != QLatin1String("0"))
+    else if (const QString strategy = m_presenter->ensureStrategy(baseInfo); strategy != QLatin1String("0"))
         rc = QStringLiteral("修改策略信息失败，错误原因：") + strategy;
     else if (const QString alter = m_presenter->AlterPortfolio(baseInfo, false); alter != QLatin1String("0"))
         rc = QStringLiteral("修改组合信息失败，错误原因：") + alter;
@@ -66,7 +49,7 @@ void PortfoliosList::slotModifyPortfolioLst(PortfolioDetailBasicInfo detailInfo)
     if (!m_presenter)
         return;
     const QString what = QStringLiteral("修改组合") + portfolioLabel(detailInfo.Name(), detailInfo.PortfolioNo());
-    QString rc = ensureStrategy(detailInfo);
+    QString rc = m_presenter->ensureStrategy(detailInfo);
     if (rc != QLatin1String("0")) {
         reportCommand(what, QStringLiteral("创建组合关联策略标签失败：") + rc);
         VeltraWidget::ShowTipMsgBox(QStringLiteral("创建组合关联策略标签失败。错误代码：") + rc, this);
