@@ -1,6 +1,7 @@
 #include "portfoliodetailexport.h"
 
 #include "portfoliodetailmodel.h"
+#include "veltrautils.h"
 
 #include <QDate>
 #include <QDir>
@@ -32,15 +33,6 @@ bool isPercentColumn(int column)
     return column == Model::ColAbsWeight || column == Model::ColChangeRate;
 }
 
-// 0.0523417 -> "0.052342", 1.0 -> "1".
-QString compactNumber(double value, int decimals)
-{
-    QString text = QString::number(value, 'f', decimals);
-    while (text.contains(QLatin1Char('.')) && (text.endsWith(QLatin1Char('0')) || text.endsWith(QLatin1Char('.'))))
-        text.chop(1);
-    return text;
-}
-
 QString csvText(const QVariant &value, int column)
 {
     QString text;
@@ -49,11 +41,11 @@ QString csvText(const QVariant &value, int column)
     } else if (column == Model::ColQuantity) {
         text = QString::number(value.toLongLong());
     } else if (isPercentColumn(column)) {
-        text = QString::number(value.toDouble() * 100.0, 'f', 2) + QLatin1Char('%');
+        text = VeltraUtils::FixedText(value.toDouble() * 100.0, 2) + QLatin1Char('%');
     } else if (column == Model::ColMarketValue) {
-        text = QString::number(value.toDouble(), 'f', 2);
+        text = VeltraUtils::FixedText(value.toDouble(), 2);
     } else {
-        text = compactNumber(value.toDouble(), 6);
+        text = VeltraUtils::CompactNumber(value.toDouble(), 6);
     }
     if (text.contains(QLatin1Char(',')) || text.contains(QLatin1Char('"')) || text.contains(QLatin1Char('\n')))
         text = QLatin1Char('"') + text.replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');

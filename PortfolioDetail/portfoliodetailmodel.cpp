@@ -23,15 +23,6 @@ const QColor kMuted(0x8a, 0x94, 0xa3);  // no trading, no figure
 
 const QString kNoFigure = QStringLiteral("--");
 
-// 0.0523417 -> "0.052342", 1.0 -> "1".
-QString compactNumber(double value)
-{
-    QString text = QString::number(value, 'f', 6);
-    while (text.contains(QLatin1Char('.')) && (text.endsWith(QLatin1Char('0')) || text.endsWith(QLatin1Char('.'))))
-        text.chop(1);
-    return text;
-}
-
 QString stateText(LineState state)
 {
     switch (state) {
@@ -346,13 +337,13 @@ QString PortfolioDetailModel::text(const Line &line, int column) const
         return line.quantity > 0 ? VeltraUtils::TransQtyShowType(QString::number(line.quantity), m_showType)
                                  : kNoFigure;
     case ColRelWeight:
-        return compactNumber(line.relWeight);
+        return VeltraUtils::CompactNumber(line.relWeight);
     case ColAbsWeight:
-        return QString::number(line.absWeight, 'f', 2) + QLatin1Char('%');
+        return VeltraUtils::FixedText(line.absWeight, 2) + QLatin1Char('%');
     case ColLastPx:
-        return line.hasPrice() ? QString::number(line.lastPx, 'f', line.priceDecimals) : kNoFigure;
+        return line.hasPrice() ? VeltraUtils::FixedText(line.lastPx, line.priceDecimals) : kNoFigure;
     case ColChangeRate:
-        return line.hasChange() ? QString::number(line.changeRate() * 100.0, 'f', 2) + QLatin1Char('%') : kNoFigure;
+        return line.hasChange() ? VeltraUtils::FixedText(line.changeRate() * 100.0, 2) + QLatin1Char('%') : kNoFigure;
     case ColState:
         if (!line.known)
             return QStringLiteral("未知证券");
@@ -363,7 +354,7 @@ QString PortfolioDetailModel::text(const Line &line, int column) const
         if (line.quantity <= 0)
             return QStringLiteral("仅权重");
         return line.hasPrice()
-                   ? VeltraUtils::TransQtyShowType(QString::number(line.marketValue(), 'f', 2), m_showType)
+                   ? VeltraUtils::TransQtyShowType(VeltraUtils::FixedText(line.marketValue(), 2), m_showType)
                    : kNoFigure;
     default:
         return QString();

@@ -16,15 +16,6 @@ namespace {
 const QString kMarketsKey = QString::number(MarketsRole);
 const QString kQtyLimitKey = QString::number(QtyLimitRole);
 
-// 3.25 -> "3.25", 1.0 -> "1", 0.333333333 -> "0.333333".
-QString compactNumber(double value)
-{
-    QString text = QString::number(value, 'f', 6);
-    while (text.contains(QLatin1Char('.')) && (text.endsWith(QLatin1Char('0')) || text.endsWith(QLatin1Char('.'))))
-        text.chop(1);
-    return text;
-}
-
 bool isRoleKey(const QString &key)
 {
     bool numeric = false;
@@ -64,13 +55,13 @@ void setQuantity(RowRecord &row, qint64 quantity, ShowType showType)
 
 void setRelWeight(RowRecord &row, double weight)
 {
-    row[RelWeight][RecordRole::display] = compactNumber(weight);
+    row[RelWeight][RecordRole::display] = VeltraUtils::CompactNumber(weight);
     row[RelWeight][RecordRole::user] = weight;
 }
 
 void setAbsWeight(RowRecord &row, double percent)
 {
-    row[AbsWeight][RecordRole::display] = QString::number(percent, 'f', 2) + QLatin1Char('%');
+    row[AbsWeight][RecordRole::display] = VeltraUtils::FixedText(percent, 2) + QLatin1Char('%');
     row[AbsWeight][RecordRole::user] = percent;
 }
 
@@ -169,16 +160,13 @@ PortfolioItem itemOf(const RowRecord &row)
 
 void recomputeAbsWeights(QList<RowRecord> &rows)
 {
-    QList<PortfolioItem> items;
-    items.reserve(rows.size());
+    QVector<PortfolioDetailBasicInfo::WeightLine> lines;
+    lines.reserve(rows.size());
     for (const RowRecord &row : qAsConst(rows))
-        items.append(itemOf(row));
-    PortfolioDetailBasicInfo portfolio;
-    portfolio.setSymbolList(items);
-    const bool weighted = portfolio.CalculateWeight() == 0;
-    const QList<PortfolioItem> weightedItems = portfolio.SymbolList();
+        lines.append({symbolOf(row), quantityOf(row), relWeightOf(row)});
+    const bool weighted = PortfolioDetailBasicInfo::CalculateWeight(lines) == 0;
     for (int i = 0; i < rows.size(); ++i)
-        setAbsWeight(rows[i], weighted ? weightedItems.at(i).AbsWeight() : 0.0);
+        setAbsWeight(rows[i], weighted ? lines.at(i).relWeight * 100.0 : 0.0);
 }
 
 void splitBySide(const QList<PortfolioItem> &items, QList<PortfolioItem> &buy, QList<PortfolioItem> &sell)

@@ -66,6 +66,16 @@ public:
     // The show type chosen in the settings ("Display/QtyShowType", default ShowThousands).
     static ShowType GetCurrentShowType();
 
+    // ---- Numbers -----------------------------------------------------------------------
+
+    // `value` with exactly `decimals` digits after the point, as QString::number(value,
+    // 'f', decimals) writes it (correctly rounded), without the locale machinery: tables
+    // format thousands of cells at a time.
+    static QString FixedText(double value, int decimals);
+    // The same without trailing zeros or point: 0.0523417 -> "0.052342", 1.0 -> "1",
+    // -0.0000001 -> "0".
+    static QString CompactNumber(double value, int decimals = 6);
+
     // ---- Business messages ------------------------------------------------------------
 
     // Puts a line on the host window's business-message panel (from any thread) and in

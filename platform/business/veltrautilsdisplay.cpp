@@ -2,6 +2,8 @@
 
 #include "veltrautils.h"
 
+#include <charconv>
+
 #include "tzcore.h"
 
 #include <QApplication>
@@ -51,6 +53,38 @@ const char *levelText(BusiMsgLevel level)
 
 } // namespace
 
+QString VeltraUtils::FixedText(double value, int decimals)
+{
+    decimals = qBound(0, decimals, 17);
+    if (value == 0.0)
+        value = 0.0;  // Qt writes negative zero without its sign
+    // An exact tie (0.125 to two places) is rounded away from zero as Qt and a trader do,
+    // where to_chars would round it to even. A tie at d places is an odd multiple of
+    // 2^-(d+1), which the scaling below tests exactly; the next double outward then
+    // rounds the same way without crossing another boundary.
+    if (std::isfinite(value) && std::abs(std::fmod(std::ldexp(value, decimals + 1), 2.0)) == 1.0)
+        value = std::nextafter(value, value > 0.0 ? HUGE_VAL : -HUGE_VAL);
+    char buffer[400];  // the longest fixed form of a double with 17 decimals fits
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, decimals);
+    if (!std::isfinite(value) || result.ec != std::errc())
+        return QString::number(value, 'f', decimals);
+    return QString::fromLatin1(buffer, int(result.ptr - buffer));
+}
+
+QString VeltraUtils::CompactNumber(double value, int decimals)
+{
+    QString text = FixedText(value, decimals);
+    if (text.contains(QLatin1Char('.'))) {
+        int end = text.size();
+        while (text.at(end - 1) == QLatin1Char('0'))
+            --end;
+        if (text.at(end - 1) == QLatin1Char('.'))
+            --end;
+        text.truncate(end);
+    }
+    return text == QLatin1String("-0") ? QStringLiteral("0") : text;
+}
+
 QString VeltraUtils::TransQtyShowType(const QString &text, ShowType showType)
 {
     if (showType == ShowPlain)
@@ -62,9 +96,9 @@ QString VeltraUtils::TransQtyShowType(const QString &text, ShowType showType)
     if (showType == ShowWanYi) {
         const double magnitude = std::abs(value);
         if (magnitude >= 1e8)
-            return QString::number(value / 1e8, 'f', 2) + QStringLiteral("亿");
+            return FixedText(value / 1e8, 2) + QStringLiteral("亿");
         if (magnitude >= 1e4)
-            return QString::number(value / 1e4, 'f', 2) + QStringLiteral("万");
+            return FixedText(value / 1e4, 2) + QStringLiteral("万");
         return text;
     }
     // Thousands separators on the integer part; the decimals stay as they were written.

@@ -2,10 +2,26 @@
 
 #include <QBrush>
 #include <QColor>
+#include <QRunnable>
+#include <QThreadPool>
 
 namespace {
 const QColor kUp(0xd9, 0x30, 0x26);    // a rise is red on Chinese desks
 const QColor kDown(0x1a, 0x8f, 0x3c);  // a fall is green
+
+// Freeing a table of a thousand rows of nested maps takes milliseconds that the trader
+// would wait for before the new rows paint; a big table is freed on a pool thread (the
+// rows share nothing that is not reference-counted atomically).
+constexpr int kFreeInBackgroundRows = 256;
+
+void freeRows(QVector<RowRecord> &&rows)
+{
+    if (rows.size() < kFreeInBackgroundRows) {
+        rows.clear();
+        return;
+    }
+    QThreadPool::globalInstance()->start(QRunnable::create([rows = std::move(rows)]() mutable { rows.clear(); }));
+}
 }
 
 RecordModel::RecordModel(QObject *parent)
@@ -163,10 +179,12 @@ void RecordModel::rebuildIndex(int fromRow)
 void RecordModel::resetRecords(const QList<RowRecord> &records)
 {
     beginResetModel();
+    QVector<RowRecord> previous = std::move(m_rows);
     m_rows = records.toVector();
     m_checked.fill(false, m_rows.size());
     rebuildIndex();
     endResetModel();
+    freeRows(std::move(previous));
 }
 
 void RecordModel::appendRecord(const RowRecord &record)

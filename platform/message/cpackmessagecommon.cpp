@@ -18,6 +18,10 @@ void CPackMessageCommon::AddRowVaule(const QVariantMap &values)
     if (m_rows.isEmpty())
         m_rows.append(QVariantMap());
     QVariantMap &row = m_rows.last();
+    if (row.isEmpty()) {
+        row = values;  // a new row takes the map as it is, shared, not key by key
+        return;
+    }
     for (auto it = values.cbegin(); it != values.cend(); ++it)
         row.insert(it.key(), it.value());
 }

@@ -32,23 +32,40 @@ void PortfolioDetailBasicInfo::setExtensionDescription(QVariantMap extension)
 
 int PortfolioDetailBasicInfo::CalculateWeight()
 {
-    if (m_items.isEmpty())
+    QVector<WeightLine> lines;
+    lines.reserve(m_items.size());
+    for (const PortfolioItem &item : qAsConst(m_items))
+        lines.append({item.Symbol(), item.Quantity(), item.RelWeight()});
+    const int rc = CalculateWeight(lines);
+    if (rc != 0)
+        return rc;
+    for (int i = 0; i < m_items.size(); ++i) {
+        PortfolioItem &item = m_items[i];
+        item.setRelWeight(lines.at(i).relWeight);
+        item.setAbsWeight(lines.at(i).relWeight * 100.0);
+    }
+    return 0;
+}
+
+int PortfolioDetailBasicInfo::CalculateWeight(QVector<WeightLine> &lines)
+{
+    if (lines.isEmpty())
         return -1;
 
     const SecurityCatalog &catalog = SecurityCatalog::instance();
-    QVector<double> raw(m_items.size());
+    QVector<double> raw(lines.size());
     bool byValue = true;
-    for (int i = 0; i < m_items.size() && byValue; ++i) {
-        const PortfolioItem &item = m_items.at(i);
-        const SecurityInfo *s = catalog.bySymbol(item.Symbol());
-        if (item.Quantity() <= 0 || !s || s->preClosePx <= 0.0)
+    for (int i = 0; i < lines.size() && byValue; ++i) {
+        const WeightLine &line = lines.at(i);
+        const SecurityInfo *s = catalog.bySymbol(line.symbol);
+        if (line.quantity <= 0 || !s || s->preClosePx <= 0.0)
             byValue = false;
         else
-            raw[i] = double(item.Quantity()) * s->preClosePx;
+            raw[i] = double(line.quantity) * s->preClosePx;
     }
     if (!byValue) {
-        for (int i = 0; i < m_items.size(); ++i)
-            raw[i] = std::max(0.0, m_items.at(i).RelWeight());
+        for (int i = 0; i < lines.size(); ++i)
+            raw[i] = std::max(0.0, lines.at(i).relWeight);
     }
     double total = 0.0;
     for (double v : qAsConst(raw))
@@ -56,11 +73,7 @@ int PortfolioDetailBasicInfo::CalculateWeight()
     if (!(total > 0.0))
         return -2;
 
-    for (int i = 0; i < m_items.size(); ++i) {
-        PortfolioItem &item = m_items[i];
-        const double rel = raw.at(i) / total;
-        item.setRelWeight(rel);
-        item.setAbsWeight(rel * 100.0);
-    }
+    for (int i = 0; i < lines.size(); ++i)
+        lines[i].relWeight = raw.at(i) / total;
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QVariantMap>
+#include <QVector>
 
 // One portfolio: header fields and its lines in display order.
 class TZPLATFORM_EXPORT PortfolioDetailBasicInfo
@@ -40,6 +41,15 @@ public:
     // Returns 0; -1 when the portfolio has no line; -2 when neither quantities nor
     // weights give a positive total (weights are then left untouched).
     int CalculateWeight();
+    // The same rule on bare lines, for tables that hold no PortfolioItem: `relWeight` is
+    // read as given and replaced by the line's share (0..1).
+    struct WeightLine
+    {
+        QString symbol;
+        qint64 quantity = 0;
+        double relWeight = 0.0;
+    };
+    static int CalculateWeight(QVector<WeightLine> &lines);
 
     // Same header and lines (the file it came from is not compared).
     bool operator==(const PortfolioDetailBasicInfo &o) const;

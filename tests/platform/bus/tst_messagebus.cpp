@@ -1,12 +1,18 @@
 // The client's message bus against the real embedded back end: request/answer pairing,
 // time-outs and late answers, requests from two threads at once, and delivery of events
-// and market records on the presenter's own thread.
+// and market records on the presenter's own thread; the body codec on every kind of
+// value a body carries and on frames that are cut short or not bodies at all.
 
 #include "testbackend.h"
 
 #include "ceventmessagecommon.h"
+#include "wirecodec.h"
 #include "tzpresenterclass.h"
 
+#include <QCborArray>
+#include <QCborMap>
+#include <QCborValue>
+#include <QDateTime>
 #include <QThread>
 #include <QtConcurrent>
 
@@ -69,7 +75,74 @@ private slots:
     void notConnectedIsASendFailure();
     void putEventSkipsTheSender();
     void marketRecordsArriveInBatchesOnPresenterThread();
+    void bodyCodecKeepsEveryValueKind();
+    void bodyCodecRefusesBrokenFrames();
 };
+
+void tst_MessageBus::bodyCodecKeepsEveryValueKind()
+{
+    const QVariantMap header{{QStringLiteral("text"), QStringLiteral("组合%1 \u0000")},
+                             {QStringLiteral("empty"), QString()},
+                             {QStringLiteral("int"), 42},
+                             {QStringLiteral("big"), Q_INT64_C(-9007199254740993)},
+                             {QStringLiteral("uint"), 4000000000u},
+                             {QStringLiteral("real"), 0.1},
+                             {QStringLiteral("whole"), 700.0},
+                             {QStringLiteral("flag"), true},
+                             {QStringLiteral("none"), QVariant()},
+                             {QStringLiteral("list"), QVariantList{1, QStringLiteral("a")}},
+                             {QStringLiteral("map"), QVariantMap{{QStringLiteral("k"), 2.5}}},
+                             {QStringLiteral("time"), QDateTime(QDate(2026, 3, 15), QTime(14, 52), Qt::UTC)},
+                             {QStringLiteral("bytes"), QByteArray("\x00\xff", 2)}};
+    QList<QVariantMap> rows;
+    for (int i = 0; i < 3; ++i)
+        rows.append({{QStringLiteral("i"), i}, {QStringLiteral("s"), QString(i * 1000, QLatin1Char('x'))}});
+    const QByteArray cbor = WireCodec::encodeBody(header, rows);
+    // What the generic converter gives is what the wire must give.
+    const QVariantMap expected = QCborValue::fromCbor(cbor).toMap().value(QStringLiteral("h")).toMap().toVariantMap();
+    QVariantMap gotHeader;
+    QList<QVariantMap> gotRows;
+    QVERIFY(WireCodec::decodeBody(cbor, gotHeader, gotRows));
+    QCOMPARE(gotHeader, expected);
+    for (const char *key : {"text", "empty", "int", "big", "uint", "real", "whole", "flag", "list", "map", "bytes"})
+        QVERIFY2(gotHeader.value(QLatin1String(key)) == header.value(QLatin1String(key)), key);
+    QCOMPARE(gotHeader.value(QStringLiteral("big")).toLongLong(), Q_INT64_C(-9007199254740993));
+    QCOMPARE(gotHeader.value(QStringLiteral("uint")).toLongLong(), Q_INT64_C(4000000000));
+    QCOMPARE(gotHeader.value(QStringLiteral("whole")).type(), QVariant::Double);
+    QCOMPARE(gotHeader.value(QStringLiteral("time")).toDateTime(), header.value(QStringLiteral("time")).toDateTime());
+    QCOMPARE(gotRows.size(), 3);
+    QCOMPARE(gotRows.at(2).value(QStringLiteral("s")).toString().size(), 2000);
+
+    // A body without rows and one with an empty header.
+    gotRows.clear();
+    QVERIFY(WireCodec::decodeBody(WireCodec::encodeBody({}, {}), gotHeader, gotRows));
+    QVERIFY(gotHeader.isEmpty() && gotRows.isEmpty());
+}
+
+void tst_MessageBus::bodyCodecRefusesBrokenFrames()
+{
+    QList<QVariantMap> rows;
+    rows.append({{QStringLiteral("code"), QStringLiteral("600519")}, {QStringLiteral("qty"), 100}});
+    const QByteArray cbor = WireCodec::encodeBody({{QStringLiteral("n"), 1}}, rows);
+    // Every cut of a good frame is refused and leaves the output as it was.
+    for (int cut = 0; cut < cbor.size(); ++cut) {
+        QVariantMap header{{QStringLiteral("before"), 1}};
+        QList<QVariantMap> got;
+        QVERIFY2(!WireCodec::decodeBody(cbor.left(cut), header, got), qPrintable(QString::number(cut)));
+        QCOMPARE(header.size(), 1);
+        QVERIFY(got.isEmpty());
+    }
+    QVariantMap header;
+    QList<QVariantMap> got;
+    // Not a map; rows that are not maps; a key that is not a field name.
+    QVERIFY(!WireCodec::decodeBody(QCborValue(42).toCbor(), header, got));
+    QCborMap notRows{{QStringLiteral("r"), QCborArray{1, 2}}};
+    QVERIFY(!WireCodec::decodeBody(QCborValue(notRows).toCbor(), header, got));
+    QCborMap numberKey{{QStringLiteral("h"), QCborMap{{7, 1}}}};
+    QVERIFY(!WireCodec::decodeBody(QCborValue(numberKey).toCbor(), header, got));
+    // A text that claims two gigabytes in a frame of eleven bytes.
+    QVERIFY(!WireCodec::decodeBody(QByteArray::fromHex("a16168a1616b7a7fffffff"), header, got));
+}
 
 void tst_MessageBus::answeredRequestCarriesItsOwnAnswer()
 {

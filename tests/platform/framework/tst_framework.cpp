@@ -50,6 +50,7 @@ private slots:
     void columnLayoutFromConfigurationAndSettings();
     void showTypes_data();
     void showTypes();
+    void numbersAreWrittenAsQtWritesThem();
     void businessMessagesReachTheSink();
     void cutOffCellsShowTheirWholeText();
     void fileDialogsStartWhereTheTraderWasLast();
@@ -199,6 +200,37 @@ void tst_Framework::showTypes()
     QFETCH(int, type);
     QFETCH(QString, shown);
     QCOMPARE(VeltraUtils::TransQtyShowType(text, ShowType(type)), shown);
+}
+
+void tst_Framework::numbersAreWrittenAsQtWritesThem()
+{
+    // Halfway cases in binary, negative zero, large and tiny magnitudes, and a spread of
+    // prices, weights and values as tables show them.
+    QList<double> values{0.0, -0.0, 0.125, -0.125, 0.375, 2.5, 3.5, -2.5, 0.0625, 2.675, 1.005, -1.5, 0.5, 1e-7, -1e-7, 123456789.987654321,
+                         9007199254740993.0, 1e300, 5e-324, 1.0 / 3.0, 99.9999999};
+    quint64 state = 88172645463325252ull;
+    for (int i = 0; i < 2000; ++i) {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        const double unit = double(state >> 11) / double(1ull << 53);
+        values << unit << unit * 1000.0 - 500.0 << unit * 1e9;
+    }
+    for (double value : qAsConst(values)) {
+        for (int decimals : {0, 2, 3, 6}) {
+            const QString qt = QString::number(value, 'f', decimals);
+            QCOMPARE(VeltraUtils::FixedText(value, decimals), qt);
+            QString compact = qt;
+            while (compact.contains(QLatin1Char('.')) && (compact.endsWith(QLatin1Char('0')) || compact.endsWith(QLatin1Char('.'))))
+                compact.chop(1);
+            if (compact == QLatin1String("-0"))
+                compact = QStringLiteral("0");
+            QCOMPARE(VeltraUtils::CompactNumber(value, decimals), compact);
+        }
+    }
+    QCOMPARE(VeltraUtils::CompactNumber(1.0), QStringLiteral("1"));
+    QCOMPARE(VeltraUtils::CompactNumber(0.0523417), QStringLiteral("0.052342"));
+    QCOMPARE(VeltraUtils::CompactNumber(100.0), QStringLiteral("100"));
 }
 
 void tst_Framework::businessMessagesReachTheSink()
