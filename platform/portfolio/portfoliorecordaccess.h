@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tzplatform_global.h"
+
 #include "portfoliodetailbasicinfo.h"
 
 // Platform-side access to the fields that pages only read: prices of a line, the

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tzplatform_global.h"
+
 #include "veltrautils.h"
 
 #include <QString>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tzplatform_global.h"
+
 #include "portfoliodetailbasicinfo.h"
 
 // Conversion between portfolio records and the rows the back end sends and takes.

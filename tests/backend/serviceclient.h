@@ -75,7 +75,7 @@ public:
     }
     Reply wait(quint64 requestId, int timeoutMs = 5000)
     {
-        QTest::qWaitFor([&] { return m_answers.contains(requestId); }, timeoutMs);
+        static_cast<void>(QTest::qWaitFor([&] { return m_answers.contains(requestId); }, timeoutMs));
         Reply reply;
         if (m_answers.contains(requestId)) {
             reply.answered = true;

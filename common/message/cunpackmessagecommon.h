@@ -1,13 +1,13 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QList>
 #include <QVariant>
 #include <QVariantMap>
 
 // Reads a message body packed by CPackMessageCommon: header fields by key, rows by index.
-class TZPLATFORM_EXPORT CUnPackMessageCommon
+class TZCOMMON_EXPORT CUnPackMessageCommon
 {
 public:
     // Takes a packed body (CBOR bytes, or JSON text when bJson is true). Also accepts a

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QList>
 #include <QVariant>
@@ -8,7 +8,7 @@
 
 // Builds a message body: a header of named fields plus an ordered list of rows.
 // On the wire the body is CBOR: {"h": {header}, "r": [{row}, ...]}.
-class TZPLATFORM_EXPORT CPackMessageCommon
+class TZCOMMON_EXPORT CPackMessageCommon
 {
 public:
     void AddVaule(const QString &key, const QVariant &value);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QString>
 #include <QStringList>
@@ -48,7 +48,7 @@ struct TableRow
 // Old .xls workbooks, workbooks with a password, web pages and other files are named
 // for what they are. Every fault comes back as a reason in Chinese that can be shown to
 // the user as is.
-class TZPLATFORM_EXPORT TableFileReader
+class TZCOMMON_EXPORT TableFileReader
 {
 public:
     // Files larger than this are refused before anything is read.

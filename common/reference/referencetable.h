@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QHash>
 #include <QList>
@@ -8,7 +8,7 @@
 
 // One reference file of the data folder: CSV in UTF-8 with a header line and no quoted
 // fields, as the shipped market lists are written.
-class TZPLATFORM_EXPORT ReferenceTable
+class TZCOMMON_EXPORT ReferenceTable
 {
 public:
     // Reads a file; a relative name is taken in the data folder. False with the reason

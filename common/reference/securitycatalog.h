@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QHash>
 #include <QString>
@@ -25,7 +25,7 @@ struct SecurityInfo
 
 // Every security the client knows, indexed by symbol and by code + market. Loaded once
 // from the data folder; read-only afterwards, so any thread may use it.
-class TZPLATFORM_EXPORT SecurityCatalog
+class TZCOMMON_EXPORT SecurityCatalog
 {
 public:
     static const SecurityCatalog &instance();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QByteArray>
 #include <QString>
@@ -18,7 +18,7 @@ class QIODevice;
 // memory speed while still refusing what is not well-formed. A document type
 // declaration is refused as well: spreadsheet parts never have one, and it is how entity
 // bombs come in. Text and attributes come back as UTF-8 bytes.
-class TZPLATFORM_EXPORT XmlPullScanner
+class TZCOMMON_EXPORT XmlPullScanner
 {
 public:
     enum Token { StartElement, EndElement, Text, EndDocument, Invalid };

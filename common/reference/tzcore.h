@@ -1,13 +1,13 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QString>
 
 class QSettings;
 
 // Process-wide services of the client host.
-class TZPLATFORM_EXPORT TzCore
+class TZCOMMON_EXPORT TzCore
 {
 public:
     // The host's settings (user scope, INI format in the user's config folder). Tests

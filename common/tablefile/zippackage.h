@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QByteArray>
 #include <QString>
@@ -18,7 +18,7 @@ class QIODevice;
 // trusted: data that does not inflate, a CRC-32 or a size other than the directory
 // records, or more bytes than the caller allows for that part, whatever the directory
 // claims.
-class TZPLATFORM_EXPORT ZipPackage
+class TZCOMMON_EXPORT ZipPackage
 {
 public:
     struct Entry

@@ -4,7 +4,7 @@
 
 // An event put from one page to the other pages of the client (PutEvent), or pushed by
 // the back end. The type is the numeric event id or notification type.
-class TZPLATFORM_EXPORT CEventMessageCommon : public CMessageCommon
+class TZCOMMON_EXPORT CEventMessageCommon : public CMessageCommon
 {
 public:
     CEventMessageCommon() { setKind(Event); }

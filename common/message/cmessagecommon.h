@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tzplatform_global.h"
+#include "tzcommon_global.h"
 
 #include <QByteArray>
 #include <QString>
@@ -8,7 +8,7 @@
 
 // The envelope of everything on the bus: who sent it, its type, the packed body and,
 // for requests and their answers, the request id that pairs them.
-class TZPLATFORM_EXPORT CMessageCommon
+class TZCOMMON_EXPORT CMessageCommon
 {
 public:
     enum Kind : int { Request = 0, Answer = 1, Event = 2, Push = 3 };
