@@ -186,6 +186,16 @@ const std::vector<Migration> &migrationList()
           QStringLiteral("CREATE INDEX lending_contracts_by_return_date"
                          " ON lending_contracts (account_id, return_date, contract_no)")},
          {}},
+        {5, QStringLiteral("passwords of users who log in over the network"),
+         {// PBKDF2-HMAC-SHA256 of the password with a random salt, both in hex; a user
+          // without a row here can only work on the embedded back end of its own machine.
+          QStringLiteral("CREATE TABLE user_credentials ("
+                         " user_id INTEGER PRIMARY KEY REFERENCES users(id) ON DELETE CASCADE,"
+                         " password_hash TEXT NOT NULL,"
+                         " salt TEXT NOT NULL,"
+                         " iterations INTEGER NOT NULL CHECK (iterations > 0),"
+                         " updated_at TEXT NOT NULL)")},
+         {}},
     };
     return list;
 }
