@@ -1,5 +1,7 @@
 #include "portfolioslistpresenterclass.h"
 
+#include "messagebus.h"
+
 #include "businessdatainterface.h"
 #include "cbusinessdatabase.h"
 #include "ceventmessagecommon.h"
@@ -9,6 +11,7 @@
 #include "etflogichandler.h"
 #include "fieldkeys.h"
 #include "infocenterdatamanagerinterface.h"
+#include "messagebus.h"
 #include "msgtypes.h"
 #include "portfoliolistbasicinfo.h"
 #include "portfolioquotemgr.h"
@@ -47,6 +50,16 @@ PortfoliosListPresenterClass::PortfoliosListPresenterClass(QObject *parent)
     connect(m_sync, &PortfolioSyncQueue::batchApplied, this, [](int updated, int removed) {
         VeltraUtils::PutBusiMsg(BusiMsgLevel::Info, BusiMsgType::PortfolioMsg, BusiMsgItem::TagMenu,
                                 QStringLiteral("已同步其他终端的组合变更：更新%1个，移除%2个").arg(updated).arg(removed));
+    });
+    // Changes made elsewhere while the link to the back end was down were never heard
+    // of: once it is back, the whole list is loaded again.
+    connect(MessageBus::instance(), &MessageBus::connectionStateChanged, this, [this](bool connected) {
+        if (connected && m_linkLost) {
+            VeltraUtils::PutBusiMsg(BusiMsgLevel::Info, BusiMsgType::SystemMsg, BusiMsgItem::TagSystem,
+                                    QStringLiteral("与后台的连接已恢复，重新加载组合列表"));
+            slotRefreshPortfoliosList();
+        }
+        m_linkLost = !connected;
     });
 }
 

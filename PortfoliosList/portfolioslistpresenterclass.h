@@ -139,6 +139,7 @@ private:
     int m_positionMarketRange = 0;  // market range of the position query under way
     bool m_registered = false;
     bool m_refreshing = false;
+    bool m_linkLost = false;  // the back end's link dropped since the list last loaded
     PortfolioSyncQueue *m_sync = nullptr;
     QSet<QString> m_storeSubscriptions;  // symbols subscribed for the stored portfolios
     QHash<QString, quint64> m_subscribedStamps;  // portfolio -> change stamp whose lines are subscribed

@@ -2,6 +2,7 @@
 
 #include "cmessagecommon.h"
 #include "cpackmessagecommon.h"
+#include "credentials.h"
 #include "cunpackmessagecommon.h"
 #include "demoseed.h"
 #include "exchange.h"
@@ -13,7 +14,10 @@
 
 #include <QJsonObject>
 #include <QLoggingCategory>
+#include <QPointer>
+#include <QRunnable>
 #include <QSet>
+#include <QThreadPool>
 #include <QTimer>
 #include <algorithm>
 #include <atomic>
@@ -275,11 +279,13 @@ void BackendService::onClientFrame(quint64 clientId, const QByteArray &frame)
     if (!request.fromWire(frame)) {
         qCWarning(lcService) << "client" << clientId << "sent an undecodable frame of"
                              << frame.size() << "bytes; dropped";
+        emit protocolViolation(clientId, QStringLiteral("undecodable frame"));
         return;
     }
     if (request.kind() != CMessageCommon::Request) {
         qCWarning(lcService) << "client" << clientId << "sent a frame of kind"
                              << int(request.kind()) << "instead of a request; dropped";
+        emit protocolViolation(clientId, QStringLiteral("not a request"));
         return;
     }
     const QString type = request.GetType().toString();
@@ -301,8 +307,21 @@ void BackendService::onClientFrame(quint64 clientId, const QByteArray &frame)
     }
 }
 
+quint64 BackendService::newClientId()
+{
+    static std::atomic<quint64> next{1};
+    return next.fetch_add(1);
+}
+
+void BackendService::onRemoteClientAttached(quint64 clientId)
+{
+    m_remoteClients.insert(clientId);
+}
+
 void BackendService::onClientDetached(quint64 clientId)
 {
+    // The session ends with the connection: a new one logs in again.
+    m_remoteClients.remove(clientId);
     m_userOfClient.remove(clientId);
     m_feed->detach(clientId);
 }
@@ -330,6 +349,15 @@ const QHash<QString, BackendService::Handler> &BackendService::handlers()
 void BackendService::handle(quint64 clientId, const CMessageCommon &request)
 {
     const QString type = request.GetType().toString();
+    const bool remote = m_remoteClients.contains(clientId);
+    if (remote && type == MsgType::loginRequest) {
+        handlePasswordLogin(clientId, request);
+        return;
+    }
+    if (remote && !m_userOfClient.contains(clientId)) {
+        sendAnswer(clientId, request, false, QStringLiteral("请先登录"), CPackMessageCommon());
+        return;
+    }
     if (type == MsgType::subscribeQuoteRequest || type == MsgType::unsubscribeQuoteRequest) {
         handleQuoteSubscription(clientId, request);
         return;
@@ -347,7 +375,8 @@ void BackendService::handle(quint64 clientId, const CMessageCommon &request)
     } else if (!body.SetUnPackMsg(request.GetMsg())) {
         error = QStringLiteral("请求内容无法解析：%1").arg(type);
     } else if (m_store.begin(&error)) {
-        ok = (this->*handler)(clientId, body, &result, &outcome, &error);
+        error = refusal(clientId, type, body);
+        ok = error.isEmpty() && (this->*handler)(clientId, body, &result, &outcome, &error);
         if (ok)
             ok = m_store.commit(&error);
         else
@@ -360,6 +389,103 @@ void BackendService::handle(quint64 clientId, const CMessageCommon &request)
         for (const Notice &notice : qAsConst(outcome.notices))
             notify(clientId, notice);
     }
+}
+
+QString BackendService::refusal(quint64 clientId, const QString &type, const CUnPackMessageCommon &body)
+{
+    const auto bound = m_userOfClient.constFind(clientId);
+    if (bound == m_userOfClient.cend())
+        return QString();
+    if (type == MsgType::loginRequest) {
+        // A desk stays who it logged in as; another user needs a connection of its own.
+        const QString user = body.GetValue(RequestField::userID).toString().trimmed();
+        return user.isEmpty() || user == *bound ? QString() : QStringLiteral("已登录为用户%1").arg(*bound);
+    }
+    const QString user = body.GetValue(RequestField::userID).toString().trimmed();
+    if (!user.isEmpty() && user != *bound)
+        return QStringLiteral("无权访问用户%1的数据").arg(user);
+    // A portfolio of someone else is answered as one that does not exist.
+    QStringList numbers{body.GetValue(RequestField::portfolioNo).toString().trimmed()};
+    for (const QVariantMap &row : body.rows())
+        numbers.append(row.value(RequestField::portfolioNo).toString().trimmed());
+    for (const QString &number : qAsConst(numbers)) {
+        if (number.isEmpty())
+            continue;
+        PortfolioRef portfolio;
+        QString error;
+        if (!m_store.findPortfolio(number, &portfolio, &error))
+            return error;
+        if (portfolio.id >= 0 && portfolio.userName != *bound)
+            return QStringLiteral("组合不存在：%1").arg(number);
+    }
+    return QString();
+}
+
+void BackendService::handlePasswordLogin(quint64 clientId, const CMessageCommon &request)
+{
+    CUnPackMessageCommon body;
+    if (!body.SetUnPackMsg(request.GetMsg())) {
+        sendAnswer(clientId, request, false, QStringLiteral("请求内容无法解析：%1").arg(MsgType::loginRequest),
+                   CPackMessageCommon());
+        return;
+    }
+    const QString user = body.GetValue(RequestField::userID).toString().trimmed();
+    const QString password = body.GetValue(RequestField::password).toString();
+    if (m_userOfClient.contains(clientId)) {
+        const bool same = m_userOfClient.value(clientId) == user;
+        sendAnswer(clientId, request, same, QStringLiteral("已登录为用户%1").arg(m_userOfClient.value(clientId)),
+                   CPackMessageCommon());
+        return;
+    }
+    Credentials::Stored stored;
+    QString error;
+    if (!m_store.isOpen() || !Credentials::lookup(m_store.database(), user.left(256), &stored, &error)) {
+        sendAnswer(clientId, request, false, error.isEmpty() ? QStringLiteral("数据库未打开") : error,
+                   CPackMessageCommon());
+        return;
+    }
+    // The digest takes tens of milliseconds: the service answers others meanwhile.
+    QPointer<BackendService> self(this);
+    QThreadPool::globalInstance()->start(QRunnable::create([self, clientId, request, user, password, stored] {
+        const bool matched = Credentials::matches(stored, password);
+        if (self) {
+            QMetaObject::invokeMethod(self, [self, clientId, request, user, matched] {
+                if (self)
+                    self->finishPasswordLogin(clientId, request, user, matched);
+            }, Qt::QueuedConnection);
+        }
+    }));
+}
+
+void BackendService::finishPasswordLogin(quint64 clientId, const CMessageCommon &request, const QString &user,
+                                         bool matched)
+{
+    if (!m_remoteClients.contains(clientId))
+        return;  // gone meanwhile
+    FailedLogins &failed = m_failedLogins[user];
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    if (failed.last.isValid() && failed.last.secsTo(now) > 15 * 60)
+        failed = FailedLogins();  // old failures are forgotten
+    if (matched) {
+        m_failedLogins.remove(user);
+        m_userOfClient.insert(clientId, user);
+        CPackMessageCommon answer;
+        answer.AddVaule(RequestField::userID, user);
+        qCInfo(lcService).noquote() << "client" << clientId << "logged in as" << user;
+        sendAnswer(clientId, request, true, QString(), answer);
+        return;
+    }
+    ++failed.count;
+    failed.last = now;
+    // 0.5 s after the first failure, doubling to 8 s: guessing gets slow, a typo does not.
+    const int delayMs = 500 << qMin(failed.count - 1, 4);
+    qCWarning(lcService).noquote() << "failed login of" << user.left(64) << "from client" << clientId << "("
+                                   << failed.count << "recent failures)";
+    QPointer<BackendService> self(this);
+    QTimer::singleShot(delayMs, this, [self, clientId, request] {
+        if (self && self->m_remoteClients.contains(clientId))
+            self->sendAnswer(clientId, request, false, QStringLiteral("用户名或密码错误"), CPackMessageCommon());
+    });
 }
 
 // Market subscriptions touch no database. Each row names one symbol by Security::symbol;

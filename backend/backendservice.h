@@ -5,8 +5,10 @@
 #include "sqlaccountstore.h"
 #include "sqlportfoliostore.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 class CMessageCommon;
@@ -54,7 +56,14 @@ public:
     // The market-data feed; lives on the service's thread.
     MarketFeed *marketFeed() const { return m_feed; }
 
+    // A client id that no other client of this process has had; any thread may ask.
+    static quint64 newClientId();
+
 public slots:
+    // A client that came over the network: nothing but a login with a password is
+    // answered until it logged in. Clients inside this process are trusted as the
+    // desk's own and log in by name.
+    void onRemoteClientAttached(quint64 clientId);
     // A frame from a client: the wire bytes of a request envelope.
     void onClientFrame(quint64 clientId, const QByteArray &frame);
     // The client is gone: it gets no more notifications.
@@ -62,6 +71,9 @@ public slots:
 
 signals:
     void frameToClient(quint64 clientId, const QByteArray &frame);
+    // The client sent something that is not a request envelope; a network transport
+    // closes such a connection.
+    void protocolViolation(quint64 clientId, const QString &reason);
 
 private:
     // A change that the other clients of a user hear about.
@@ -86,6 +98,13 @@ private:
     static const QHash<QString, Handler> &handlers();
 
     void handle(quint64 clientId, const CMessageCommon &request);
+    // Why a logged-in client may not send this request (another user's data), or empty.
+    QString refusal(quint64 clientId, const QString &type, const CUnPackMessageCommon &body);
+    // A login with a password: checked on a pool thread, answered on this one; a failed
+    // attempt is answered late, the later the more a name failed recently.
+    void handlePasswordLogin(quint64 clientId, const CMessageCommon &request);
+    void finishPasswordLogin(quint64 clientId, const CMessageCommon &request, const QString &user,
+                             bool matched);
     void handleQuoteSubscription(quint64 clientId, const CMessageCommon &request);
     void sendAnswer(quint64 clientId, const CMessageCommon &request, bool ok,
                     const QString &reason, const CPackMessageCommon &result);
@@ -131,4 +150,11 @@ private:
     FaultInjector m_faults;
     MarketFeed *m_feed = nullptr;
     QHash<quint64, QString> m_userOfClient;  // clients that logged in
+    QSet<quint64> m_remoteClients;           // clients that must log in with a password
+    struct FailedLogins
+    {
+        int count = 0;
+        QDateTime last;
+    };
+    QHash<QString, FailedLogins> m_failedLogins;  // by user name, recent failures only
 };

@@ -26,10 +26,9 @@ public:
 
     BackendService *service() const { return m_service; }
     // A fresh client id; any thread may ask.
-    quint64 newClientId() { return m_nextClientId.fetch_add(1); }
+    static quint64 newClientId() { return BackendService::newClientId(); }
 
 private:
     QThread m_thread;
     BackendService *m_service = nullptr;
-    std::atomic<quint64> m_nextClientId{1};
 };

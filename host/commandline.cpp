@@ -2,6 +2,7 @@
 
 #include <QCommandLineParser>
 #include <QStringList>
+#include <QUrl>
 
 namespace {
 QCommandLineParser &parser()
@@ -23,6 +24,12 @@ QCommandLineParser &parser()
             {QStringLiteral("data"), QStringLiteral("User data folder: database and logs."), QStringLiteral("DIR")},
             {QStringLiteral("db"), QStringLiteral("SQLite file of the embedded back end."), QStringLiteral("FILE")},
             {QStringLiteral("user"), QStringLiteral("Login user (default demo)."), QStringLiteral("NAME")},
+            {QStringLiteral("backend"),
+             QStringLiteral("A shared back end (ws://HOST:PORT or wss://...) instead of the embedded one; "
+                            "asks for the password (or takes it from TZAPP_PASSWORD)."),
+             QStringLiteral("URL")},
+            {QStringLiteral("backend-ca"), QStringLiteral("PEM certificates to trust for wss:// besides the system's."),
+             QStringLiteral("FILE")},
         });
     }
     return p;
@@ -50,6 +57,14 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     c.databasePath = p.value(QStringLiteral("db"));
     if (p.isSet(QStringLiteral("user")))
         c.user = p.value(QStringLiteral("user"));
+    c.backendUrl = p.value(QStringLiteral("backend"));
+    c.backendCa = p.value(QStringLiteral("backend-ca"));
+    if (!c.backendUrl.isEmpty()) {
+        const QUrl url(c.backendUrl, QUrl::StrictMode);
+        if (!url.isValid() || (url.scheme() != QLatin1String("ws") && url.scheme() != QLatin1String("wss"))
+            || url.host().isEmpty() || url.port() <= 0)
+            c.error = QStringLiteral("--backend takes ws://HOST:PORT or wss://HOST:PORT");
+    }
     if (p.isSet(QStringLiteral("help")))
         c.error = QStringLiteral("help");
     return c;

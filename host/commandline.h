@@ -12,6 +12,8 @@ struct CommandLine
     QString dataDir;         // user data: database, logs; default: the user's data folder
     QString databasePath;    // default: tzapp.sqlite in the data folder
     QString user = QStringLiteral("demo");
+    QString backendUrl;      // ws:// or wss:// of a shared back end; empty: embedded
+    QString backendCa;       // PEM certificates to trust for wss:// besides the system's
     QString error;           // set when the command line is wrong
 
     static CommandLine parse(const QStringList &arguments);

@@ -1,6 +1,7 @@
 // tzapp: the trading client. Loads every page plugin of its plugin folder the way the
-// host does, starts the back end in-process on a SQLite file of the user's data folder,
-// connects the message bus to it and opens the portfolio list page.
+// host does, starts the back end in-process on a SQLite file of the user's data folder
+// (or, with --backend, logs in to a shared tzbackend server), connects the message bus
+// to it and opens the portfolio list page.
 
 #include "cbusinessdatabase.h"
 #include "cmessagecommon.h"
@@ -12,15 +13,18 @@
 #include "inprocesstransport.h"
 #include "iplugin.h"
 #include "logfile.h"
+#include "logindialog.h"
 #include "mainwindow.h"
 #include "messagebus.h"
 #include "msgtypes.h"
 #include "pluginmanager.h"
 #include "tzcore.h"
 #include "veltrautils.h"
+#include "websockettransport.h"
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QLibraryInfo>
 #include <QLocale>
@@ -87,6 +91,61 @@ bool login(const QString &user, QString &error)
     return true;
 }
 
+// Starts the bus on the shared back end and waits for the transport's first word: logged
+// in, refused, or unreachable. Returns the status text; *connected tells which.
+QString connectShared(const WebSocketTransport::Options &link, bool *connected)
+{
+    MessageBus *bus = MessageBus::instance();
+    QEventLoop loop;
+    QString text = QStringLiteral("连接后台超时：%1").arg(link.url.toString(QUrl::RemoveUserInfo));
+    *connected = false;
+    const QMetaObject::Connection heard =
+        QObject::connect(bus, &MessageBus::connectionStateChanged, &loop, [&](bool up, const QString &state) {
+            *connected = up;
+            text = state;
+            loop.quit();
+        });
+    QTimer::singleShot(MessageBus::defaultTimeoutMs() * 2, &loop, &QEventLoop::quit);
+    bus->start(new WebSocketTransport(link));
+    loop.exec();
+    QObject::disconnect(heard);
+    if (!*connected)
+        bus->stop();
+    return text;
+}
+
+// Asks for name and password until the shared back end accepts them; false when the
+// trader gives up.
+bool loginShared(const CommandLine &options, QString *user, QString *state)
+{
+    WebSocketTransport::Options link;
+    link.url = QUrl(options.backendUrl);
+    link.caFile = options.backendCa;
+    link.user = options.user;
+    link.password = qEnvironmentVariable("TZAPP_PASSWORD");
+    LoginDialog dialog(link.url.toString(QUrl::RemoveUserInfo), options.user);
+    bool connected = false;
+    if (!link.password.isEmpty()) {
+        *state = connectShared(link, &connected);
+        if (connected) {
+            *user = link.user;
+            return true;
+        }
+        dialog.setProblem(*state);
+    }
+    while (dialog.exec() == QDialog::Accepted) {
+        link.user = dialog.user();
+        link.password = dialog.password();
+        *state = connectShared(link, &connected);
+        if (connected) {
+            *user = link.user;
+            return true;
+        }
+        dialog.setProblem(*state);
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -118,39 +177,46 @@ int main(int argc, char *argv[])
     TzCore::setSettingsFile(dataDir + QStringLiteral("/tzapp.ini"));
     const QString logPath = LogFile::install(dataDir + QStringLiteral("/logs"));
     qInfo().noquote() << "tzapp starting; data folder" << dataDir << "log" << logPath;
-    CBusinessDataBase::GetInstance()->SetLoginAccount(options.user);
-
-    EmbeddedBackend backend;
-    BackendService::Options backendOptions;
-    backendOptions.databasePath = options.databasePath.isEmpty()
-        ? dataDir + QStringLiteral("/tzapp.sqlite")
-        : options.databasePath;
-    QString error;
-    const bool backendUp = backend.start(backendOptions, &error);
-    if (!backendUp)
-        qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
-
     app.setStyleSheet(VeltraUtils::GetSkinStyleSheet(QStringLiteral("veltra.qss")));
     installQtTranslations(app);
 
+    // The embedded back end runs on a thread of this process; a shared one elsewhere.
+    EmbeddedBackend backend;
+    QString user = options.user;
+    QString state;
+    bool linked = false;
+    if (!options.backendUrl.isEmpty()) {
+        if (!loginShared(options, &user, &state))
+            return 0;
+        linked = true;
+    } else {
+        BackendService::Options backendOptions;
+        backendOptions.databasePath = options.databasePath.isEmpty()
+            ? dataDir + QStringLiteral("/tzapp.sqlite")
+            : options.databasePath;
+        QString error;
+        if (!backend.start(backendOptions, &error)) {
+            qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
+            state = QStringLiteral("后台启动失败：%1").arg(error);
+        } else {
+            MessageBus::instance()->start(new InProcessTransport(backend.service(), backend.newClientId()));
+            linked = login(user, error);
+            state = linked ? QStringLiteral("嵌入式后台 · 用户 %1 · %2").arg(user, backendOptions.databasePath)
+                           : QStringLiteral("后台登录失败：%1").arg(error);
+        }
+    }
+    CBusinessDataBase::GetInstance()->SetLoginAccount(user);
+
     plugins.loadPlugins(pluginDir);
     MainWindow window(&plugins);
-    if (backendUp) {
-        MessageBus::instance()->start(new InProcessTransport(backend.service(), backend.newClientId()));
-        if (login(options.user, error)) {
-            window.setBackendState(true, QStringLiteral("嵌入式后台 · 用户 %1 · %2")
-                                             .arg(options.user, backendOptions.databasePath));
-            const QString accounts = CBusinessDataBase::GetInstance()->LoadAccountList(QStringLiteral("tzapp"));
-            if (accounts != QLatin1String("0"))
-                VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::SystemMsg, BusiMsgItem::TagSystem,
-                                        accounts);
-            window.showAccounts();
-        } else
-            window.setBackendState(false, QStringLiteral("后台登录失败：%1").arg(error));
-    } else {
-        window.setBackendState(false, QStringLiteral("后台启动失败：%1").arg(error));
+    window.setBackendState(linked, state);
+    if (linked) {
+        const QString accounts = CBusinessDataBase::GetInstance()->LoadAccountList(QStringLiteral("tzapp"));
+        if (accounts != QLatin1String("0"))
+            VeltraUtils::PutBusiMsg(BusiMsgLevel::Warning, BusiMsgType::SystemMsg, BusiMsgItem::TagSystem, accounts);
+        window.showAccounts();
     }
-    // Later changes of the link (a lost connection) replace the line above.
+    // Later changes of the link (a lost connection, a reconnect) replace the line above.
     QObject::connect(MessageBus::instance(), &MessageBus::connectionStateChanged, &window,
                      &MainWindow::setBackendState, Qt::QueuedConnection);
     window.openStartPages();

@@ -9,6 +9,8 @@
 namespace RequestField {
 inline const QString alterType = QStringLiteral("alterType");
 inline const QString userID = QStringLiteral("userID");
+// The password of a login over the network; never stored or logged as it is.
+inline const QString password = QStringLiteral("password");
 inline const QString strategyNo = QStringLiteral("strategyNo");
 inline const QString strategyName = QStringLiteral("strategyName");
 inline const QString strategyType = QStringLiteral("strategyType");

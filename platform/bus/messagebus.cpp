@@ -80,6 +80,7 @@ void MessageBus::stop()
     delete m_thread;
     m_thread = nullptr;
     m_connected.storeRelease(0);
+    m_lost.storeRelease(0);
 }
 
 QString MessageBus::stateText() const
@@ -91,9 +92,18 @@ QString MessageBus::stateText() const
 void MessageBus::onTransportState(bool connected, const QString &text)
 {
     m_connected.storeRelease(connected ? 1 : 0);
+    m_lost.storeRelease(connected ? 0 : 1);
+    QList<std::shared_ptr<Waiter>> waiting;
     {
         QMutexLocker lock(&m_mutex);
         m_stateText = text;
+        if (!connected)
+            waiting = m_waiters.values();
+    }
+    // Their answers cannot come over a lost link: they time out now.
+    for (const std::shared_ptr<Waiter> &waiter : qAsConst(waiting)) {
+        QMutexLocker lock(&waiter->mutex);
+        waiter->done.wakeAll();
     }
     emit connectionStateChanged(connected, text);
 }
@@ -116,6 +126,8 @@ int MessageBus::request(CMessageCommon &message, QVariant &reply, int timeoutMs)
     if (m_thread && QThread::currentThread() == m_thread)
         return WrongThread;  // the bus thread would wait on itself
 
+    if (m_lost.loadAcquire())
+        return TimedOut;
     const quint64 id = ++m_nextRequestId;
     message.setRequestId(id);
     message.setKind(CMessageCommon::Request);
@@ -130,7 +142,7 @@ int MessageBus::request(CMessageCommon &message, QVariant &reply, int timeoutMs)
     }
 
     QMutexLocker wait(&waiter->mutex);
-    if (!waiter->answered)
+    if (!waiter->answered && !m_lost.loadAcquire())
         waiter->done.wait(&waiter->mutex, ulong(timeoutMs));
     const bool answered = waiter->answered;
     wait.unlock();

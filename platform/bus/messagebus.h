@@ -38,6 +38,9 @@ public:
     // Sends a request and blocks the calling thread until its answer or the time-out.
     // Returns RequestResult; on Answered, reply holds the answer's packed body. An answer
     // that comes after its time-out is dropped and counted, never handed to anyone.
+    // While the transport reports its link lost, a request times out at once, and the
+    // requests waiting when the link drops time out then: nobody waits for an answer
+    // that cannot come.
     int request(CMessageCommon &message, QVariant &reply, int timeoutMs);
     // Sends without waiting for an answer (subscriptions, log-in).
     bool post(CMessageCommon &message);
@@ -75,6 +78,7 @@ private:
     QAtomicInteger<quint64> m_nextRequestId{0};
     QAtomicInteger<quint64> m_dropped{0};
     QAtomicInt m_connected{0};
+    QAtomicInt m_lost{0};  // the transport said the link is down (not merely opening)
 
     mutable QMutex m_mutex;  // guards everything below
     QHash<quint64, std::shared_ptr<Waiter>> m_waiters;

@@ -1,0 +1,458 @@
+// The back end as a server: WebSocket clients that must log in with a password, see only
+// their own user's data, hear their own user's changes from other desks, and cannot
+// disturb the server with broken, oversized or flooding traffic; and the client's
+// transport against it: login, refusal, a lost link that fails requests at once, and the
+// reconnect that logs in again by itself.
+
+#include "backendservice.h"
+#include "cmessagecommon.h"
+#include "cpackmessagecommon.h"
+#include "credentials.h"
+#include "cunpackmessagecommon.h"
+#include "fieldkeys.h"
+#include "messagebus.h"
+#include "msgtypes.h"
+#include "sqlportfoliostore.h"
+#include "tzcore.h"
+#include "websocketserver.h"
+#include "websockettransport.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QWebSocket>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <thread>
+
+namespace {
+
+const QString kPassword = QStringLiteral("correct horse 1");
+
+// One desk over a real socket, speaking envelopes.
+class Desk : public QObject
+{
+public:
+    explicit Desk(const QString &url)
+    {
+        connect(&socket, &QWebSocket::binaryMessageReceived, this, [this](const QByteArray &frame) {
+            CMessageCommon message;
+            if (!message.fromWire(frame))
+                return;
+            if (message.kind() == CMessageCommon::Answer)
+                answers.insert(message.requestId(), message);
+            else
+                events.append(message);
+        });
+        socket.open(QUrl(url));
+        opened = QTest::qWaitFor([this] { return socket.state() == QAbstractSocket::ConnectedState; }, 5000);
+    }
+
+    quint64 send(const QString &type, const CPackMessageCommon &body)
+    {
+        CMessageCommon message;
+        message.setKind(CMessageCommon::Request);
+        message.setRequestId(++lastId);
+        message.SetSrcid(QStringLiteral("desk"));
+        message.SetType(type);
+        message.SetMsg(body.GetPackedMsg(false));
+        socket.sendBinaryMessage(message.toWire());
+        return lastId;
+    }
+    // The answer's body, or an empty optional-like pair when none came in time.
+    bool request(const QString &type, const CPackMessageCommon &body, CUnPackMessageCommon *answer,
+                 int timeoutMs = 10000)
+    {
+        const quint64 id = send(type, body);
+        if (!QTest::qWaitFor([&] { return answers.contains(id); }, timeoutMs))
+            return false;
+        answer->SetUnPackMsg(answers.take(id).GetMsg());
+        return true;
+    }
+    static bool ok(const CUnPackMessageCommon &answer)
+    {
+        return answer.GetValue(RequestField::requestExeStatus).toString() == RequestExeStatus::success;
+    }
+    static QString text(const CUnPackMessageCommon &answer)
+    {
+        return answer.GetValue(RequestField::textDescription).toString();
+    }
+    bool login(const QString &user, const QString &password, QString *why = nullptr)
+    {
+        CPackMessageCommon body;
+        body.AddVaule(RequestField::userID, user);
+        body.AddVaule(RequestField::password, password);
+        CUnPackMessageCommon answer;
+        const bool answered = request(MsgType::loginRequest, body, &answer);
+        if (why)
+            *why = answered ? text(answer) : QStringLiteral("no answer");
+        return answered && ok(answer);
+    }
+    bool closed() const { return socket.state() == QAbstractSocket::UnconnectedState; }
+
+    QWebSocket socket;
+    bool opened = false;
+    quint64 lastId = 0;
+    QHash<quint64, CMessageCommon> answers;
+    QList<CMessageCommon> events;
+};
+
+CPackMessageCommon userBody(const QString &user)
+{
+    CPackMessageCommon body;
+    body.AddVaule(RequestField::userID, user);
+    return body;
+}
+
+} // namespace
+
+class tst_Server : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void nothingButALoginBeforeLogin();
+    void passwordsAreCheckedAndGuessingIsSlowedDown();
+    void aUserReachesOnlyItsOwnData();
+    void changesReachTheSameUsersOtherDesksOnly();
+    void brokenOversizedAndFloodingClientsAreClosedAlone();
+    void transportLogsInAndReconnectsByItself();
+    void operatorAddsUsersFromTheCommandLine();
+
+private:
+    void startServer(quint16 port = 0, WebSocketServer::Options options = {});
+    void addUser(const QString &name, const QString &password);
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<BackendService> m_service;
+    std::unique_ptr<WebSocketServer> m_server;
+};
+
+void tst_Server::init()
+{
+    TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
+    m_dir = std::make_unique<QTemporaryDir>();
+    BackendService::Options options;
+    options.databasePath = m_dir->filePath(QStringLiteral("server.sqlite"));
+    options.feedManualClock = true;
+    m_service = std::make_unique<BackendService>(options);
+    QString error;
+    QVERIFY2(m_service->open(&error), qPrintable(error));
+    addUser(QStringLiteral("demo"), kPassword);
+    addUser(QStringLiteral("alice"), kPassword);
+}
+
+void tst_Server::cleanup()
+{
+    MessageBus::instance()->stop();
+    m_server.reset();
+    m_service.reset();
+    m_dir.reset();
+}
+
+void tst_Server::addUser(const QString &name, const QString &password)
+{
+    // As `tzbackend user add` does, on a second connection to the same file.
+    SqlPortfolioStore store(QStringLiteral("tst-users"));
+    QString error;
+    qint64 id = -1;
+    QVERIFY2(store.open(m_dir->filePath(QStringLiteral("server.sqlite")), &error) && store.begin(&error)
+                 && store.ensureUser(name, &id, &error)
+                 && Credentials::setPassword(store.database(), id, password, &error) && store.commit(&error),
+             qPrintable(error));
+}
+
+void tst_Server::startServer(quint16 port, WebSocketServer::Options options)
+{
+    options.port = port;
+    m_server = std::make_unique<WebSocketServer>(m_service.get(), options);
+    QString error;
+    QVERIFY2(m_server->listen(&error), qPrintable(error));
+}
+
+void tst_Server::nothingButALoginBeforeLogin()
+{
+    startServer();
+    Desk desk(m_server->url());
+    QVERIFY(desk.opened);
+    CUnPackMessageCommon answer;
+    QVERIFY(desk.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY(!Desk::ok(answer));
+    QCOMPARE(Desk::text(answer), QStringLiteral("请先登录"));
+    CPackMessageCommon subscribe;
+    subscribe.AddRow();
+    subscribe.AddRowVaule(Security::symbol, QStringLiteral("600519.SH"));
+    QVERIFY(desk.request(MsgType::subscribeQuoteRequest, subscribe, &answer));
+    QCOMPARE(Desk::text(answer), QStringLiteral("请先登录"));
+    // A login by name alone, as a desk inside the server's process may, is refused.
+    QVERIFY(desk.request(MsgType::loginRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY(!Desk::ok(answer));
+
+    QVERIFY(desk.login(QStringLiteral("demo"), kPassword));
+    QVERIFY(desk.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+    QVERIFY(answer.GetRowCount() > 0);
+
+    // The session ends with the connection: a new one starts logged out.
+    desk.socket.close();
+    QVERIFY(QTest::qWaitFor([&] { return m_server->connectionCount() == 0; }, 5000));
+    Desk again(m_server->url());
+    QVERIFY(again.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QCOMPARE(Desk::text(answer), QStringLiteral("请先登录"));
+}
+
+void tst_Server::passwordsAreCheckedAndGuessingIsSlowedDown()
+{
+    startServer();
+    Desk desk(m_server->url());
+    QString why;
+    // A wrong password, an unknown user, a user without a password and hostile names
+    // all get the same answer.
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!desk.login(QStringLiteral("demo"), QStringLiteral("wrong password"), &why));
+    QCOMPARE(why, QStringLiteral("用户名或密码错误"));
+    const qint64 first = clock.restart();
+    QVERIFY(!desk.login(QStringLiteral("demo"), QStringLiteral("wrong again!"), &why));
+    const qint64 second = clock.elapsed();
+    QVERIFY2(first >= 450 && second >= 950, qPrintable(QStringLiteral("%1 ms, %2 ms").arg(first).arg(second)));
+    for (const QString &name : {QStringLiteral("nobody"), QStringLiteral("x' OR '1'='1"), QString(10000, QLatin1Char('n'))}) {
+        QVERIFY(!desk.login(name, kPassword, &why));
+        QCOMPARE(why, QStringLiteral("用户名或密码错误"));
+    }
+    {
+        SqlPortfolioStore store(QStringLiteral("tst-nopw"));
+        QString error;
+        qint64 id = -1;
+        QVERIFY(store.open(m_dir->filePath(QStringLiteral("server.sqlite")), &error)
+                && store.ensureUser(QStringLiteral("bob"), &id, &error));
+    }
+    QVERIFY(!desk.login(QStringLiteral("bob"), QString(), &why));
+    QCOMPARE(why, QStringLiteral("用户名或密码错误"));
+    // The right password still works after the failures, and the desk keeps its user.
+    QVERIFY(desk.login(QStringLiteral("demo"), kPassword, &why));
+    QVERIFY(!desk.login(QStringLiteral("alice"), kPassword, &why));
+    QCOMPARE(why, QStringLiteral("已登录为用户demo"));
+    // Short passwords are refused when set.
+    QVERIFY(Credentials::passwordProblem(QStringLiteral("short")).contains(QStringLiteral("至少")));
+    QVERIFY(Credentials::passwordProblem(kPassword).isEmpty());
+}
+
+void tst_Server::aUserReachesOnlyItsOwnData()
+{
+    startServer();
+    Desk demo(m_server->url());
+    QVERIFY(demo.login(QStringLiteral("demo"), kPassword));
+    CUnPackMessageCommon answer;
+    QVERIFY(demo.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY(answer.GetRowCount() > 0);
+    const QString demosPortfolio = answer.rows().first().value(RequestField::portfolioNo).toString();
+
+    Desk alice(m_server->url());
+    QVERIFY(alice.login(QStringLiteral("alice"), kPassword));
+    QVERIFY(alice.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QCOMPARE(Desk::text(answer), QStringLiteral("无权访问用户demo的数据"));
+    QVERIFY(alice.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("alice")), &answer));
+    QVERIFY(Desk::ok(answer));
+    QCOMPARE(answer.GetRowCount(), 0);
+    // Another user's portfolio, by number in the header or in a row, does not exist.
+    CPackMessageCommon rename = userBody(QStringLiteral("alice"));
+    rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
+    rename.AddVaule(RequestField::portfolioNo, demosPortfolio);
+    rename.AddVaule(RequestField::portfolioName, QStringLiteral("taken"));
+    QVERIFY(alice.request(MsgType::alterPortfolioRequest, rename, &answer));
+    QCOMPARE(Desk::text(answer), QStringLiteral("组合不存在：%1").arg(demosPortfolio));
+    CPackMessageCommon remove = userBody(QStringLiteral("alice"));
+    remove.AddRow();
+    remove.AddRowVaule(RequestField::portfolioNo, demosPortfolio);
+    QVERIFY(alice.request(MsgType::deletePortfolioRequest, remove, &answer));
+    QCOMPARE(Desk::text(answer), QStringLiteral("组合不存在：%1").arg(demosPortfolio));
+    // Accounts: alice has none, and demo's are not offered to her.
+    QVERIFY(alice.request(MsgType::queryAccountRequest, CPackMessageCommon(), &answer));
+    QCOMPARE(answer.GetRowCount(), 0);
+    QVERIFY(demo.request(MsgType::queryAccountRequest, CPackMessageCommon(), &answer));
+    QVERIFY(answer.GetRowCount() > 0);
+    // demo's portfolio is untouched.
+    QVERIFY(demo.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    for (const QVariantMap &row : answer.rows())
+        QVERIFY(row.value(RequestField::portfolioName).toString() != QLatin1String("taken"));
+}
+
+void tst_Server::changesReachTheSameUsersOtherDesksOnly()
+{
+    startServer();
+    Desk first(m_server->url());
+    Desk second(m_server->url());
+    Desk other(m_server->url());
+    QVERIFY(first.login(QStringLiteral("demo"), kPassword));
+    QVERIFY(second.login(QStringLiteral("demo"), kPassword));
+    QVERIFY(other.login(QStringLiteral("alice"), kPassword));
+    CUnPackMessageCommon answer;
+    QVERIFY(first.request(MsgType::queryStrategyRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY(answer.GetRowCount() > 0);
+    const QString strategy = answer.rows().first().value(RequestField::strategyNo).toString();
+    CPackMessageCommon create = userBody(QStringLiteral("demo"));
+    create.AddVaule(RequestField::alterType, QStringLiteral("c"));
+    create.AddVaule(RequestField::strategyNo, strategy);
+    create.AddVaule(RequestField::portfolioName, QStringLiteral("跨终端"));
+    QVERIFY(first.request(MsgType::alterPortfolioRequest, create, &answer));
+    QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+    const QString number = answer.GetValue(RequestField::portfolioNo).toString();
+    QVERIFY(QTest::qWaitFor([&] { return !second.events.isEmpty(); }, 5000));
+    CUnPackMessageCommon event;
+    event.SetUnPackMsg(second.events.first().GetMsg());
+    QCOMPARE(event.GetValue(RequestField::portfolioNo).toString(), number);
+    QTest::qWait(100);
+    QVERIFY(first.events.isEmpty());
+    QVERIFY(other.events.isEmpty());
+}
+
+void tst_Server::brokenOversizedAndFloodingClientsAreClosedAlone()
+{
+    WebSocketServer::Options options;
+    options.maxMessageBytes = 64 * 1024;
+    options.maxRequestsPerSecond = 50;
+    options.burstRequests = 20;
+    startServer(0, options);
+    Desk good(m_server->url());
+    QVERIFY(good.login(QStringLiteral("demo"), kPassword));
+
+    // Garbage, a truncated envelope, a text frame, an oversized frame: each closes only
+    // its own connection.
+    CMessageCommon envelope;
+    envelope.setKind(CMessageCommon::Request);
+    envelope.setRequestId(1);
+    envelope.SetType(MsgType::queryPortfolioRequest);
+    envelope.SetMsg(userBody(QStringLiteral("demo")).GetPackedMsg(false));
+    const QByteArray whole = envelope.toWire();
+    const QList<std::function<void(QWebSocket &)>> abuses{
+        [](QWebSocket &s) { s.sendBinaryMessage(QByteArray("\xff\x00garbage", 9)); },
+        [&](QWebSocket &s) { s.sendBinaryMessage(whole.left(whole.size() / 2)); },
+        [](QWebSocket &s) { s.sendTextMessage(QStringLiteral("hello")); },
+        [](QWebSocket &s) { s.sendBinaryMessage(QByteArray(100 * 1024, 'x')); },
+    };
+    for (const auto &abuse : abuses) {
+        Desk bad(m_server->url());
+        QVERIFY(bad.login(QStringLiteral("demo"), kPassword));
+        abuse(bad.socket);
+        QVERIFY(QTest::qWaitFor([&] { return bad.closed(); }, 5000));
+    }
+    // A flood of requests.
+    Desk flood(m_server->url());
+    QVERIFY(flood.login(QStringLiteral("demo"), kPassword));
+    for (int i = 0; i < 200 && !flood.closed(); ++i)
+        flood.send(MsgType::queryStrategyRequest, userBody(QStringLiteral("demo")));
+    QVERIFY(QTest::qWaitFor([&] { return flood.closed(); }, 5000));
+
+    CUnPackMessageCommon answer;
+    QVERIFY(good.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY(Desk::ok(answer));
+    QTRY_COMPARE(m_server->connectionCount(), 1);
+}
+
+void tst_Server::transportLogsInAndReconnectsByItself()
+{
+    startServer();
+    const quint16 port = m_server->port();
+    MessageBus *bus = MessageBus::instance();
+    QSignalSpy states(bus, &MessageBus::connectionStateChanged);
+
+    // A wrong password: refused, and no more attempts.
+    WebSocketTransport::Options link;
+    link.url = QUrl(m_server->url());
+    link.user = QStringLiteral("demo");
+    link.password = QStringLiteral("not the password");
+    bus->start(new WebSocketTransport(link));
+    QVERIFY(states.wait(10000));
+    QCOMPARE(states.last().at(0).toBool(), false);
+    QCOMPARE(states.last().at(1).toString(), QStringLiteral("后台登录失败：用户名或密码错误"));
+    bus->stop();
+
+    link.password = kPassword;
+    link.heartbeatMs = 200;
+    states.clear();
+    bus->start(new WebSocketTransport(link));
+    QVERIFY(states.wait(10000));
+    QVERIFY(states.last().at(0).toBool());
+    auto query = [] {
+        CMessageCommon message;
+        message.SetSrcid(QStringLiteral("tst"));
+        message.SetType(MsgType::queryPortfolioRequest);
+        message.SetMsg(userBody(QStringLiteral("demo")).GetPackedMsg(false));
+        QVariant reply;
+        return MessageBus::instance()->request(message, reply, 3000);
+    };
+    int rc = -1;
+    // Requests block: run them off this thread, which drives the server.
+    auto askFromWorker = [&] {
+        std::atomic<int> result{-1};
+        std::thread worker([&] { result = query(); });
+        QVERIFY(QTest::qWaitFor([&] { return result.load() != -1; }, 10000));
+        worker.join();
+        rc = result;
+    };
+    askFromWorker();
+    QCOMPARE(rc, int(MessageBus::Answered));
+
+    // The server goes away: the bus says so, and a request fails at once.
+    states.clear();
+    m_server.reset();
+    QVERIFY(states.wait(5000));
+    QCOMPARE(states.first().at(0).toBool(), false);
+    QVERIFY2(states.first().at(1).toString().startsWith(QStringLiteral("与后台的连接已断开")),
+             qPrintable(states.first().at(1).toString()));
+    QElapsedTimer clock;
+    clock.start();
+    askFromWorker();
+    QCOMPARE(rc, int(MessageBus::TimedOut));
+    QVERIFY(clock.elapsed() < 2000);
+
+    // It comes back on the same port: the transport logs in again by itself.
+    startServer(port);
+    QVERIFY(QTest::qWaitFor([&] { return bus->isConnected(); }, 15000));
+    askFromWorker();
+    QCOMPARE(rc, int(MessageBus::Answered));
+}
+
+void tst_Server::operatorAddsUsersFromTheCommandLine()
+{
+    const QString database = m_dir->filePath(QStringLiteral("server.sqlite"));
+    auto run = [&](const QStringList &arguments, const QByteArray &input, QString *output) {
+        QProcess process;
+        process.start(QStringLiteral(TZBACKEND_PATH),
+                      QStringList{QStringLiteral("--db"), database, QStringLiteral("--data"),
+                                  QStringLiteral(TZ_SOURCE_DATA_DIR)} + arguments);
+        process.write(input);
+        process.closeWriteChannel();
+        if (!process.waitForFinished(20000))
+            return -1;
+        *output = QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
+        return process.exitCode();
+    };
+    QString output;
+    const QStringList addEve{QStringLiteral("user"), QStringLiteral("add"), QStringLiteral("eve")};
+    QCOMPARE(run(addEve, "short\n", &output), 1);
+    QVERIFY2(output.contains(QStringLiteral("密码至少需要8个字符")), qPrintable(output));
+    QCOMPARE(run({QStringLiteral("user"), QStringLiteral("add"), QStringLiteral(" eve")}, "long enough\n", &output), 1);
+    QVERIFY2(output.contains(QStringLiteral("首尾不能有空白")), qPrintable(output));
+    QCOMPARE(run(addEve, "eve's password\n", &output), 0);
+    QVERIFY2(output.contains(QStringLiteral("用户 eve 的密码已设置")), qPrintable(output));
+    QVERIFY(!output.contains(QStringLiteral("eve's password")));
+
+    startServer();
+    Desk desk(m_server->url());
+    QVERIFY(desk.login(QStringLiteral("eve"), QStringLiteral("eve's password")));
+    // A new password replaces the old one.
+    QCOMPARE(run(addEve, "another password\n", &output), 0);
+    Desk later(m_server->url());
+    QVERIFY(!later.login(QStringLiteral("eve"), QStringLiteral("eve's password")));
+    QVERIFY(later.login(QStringLiteral("eve"), QStringLiteral("another password")));
+}
+
+QTEST_GUILESS_MAIN(tst_Server)
+#include "tst_server.moc"
