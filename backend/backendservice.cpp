@@ -437,6 +437,21 @@ void BackendService::handlePasswordLogin(quint64 clientId, const CMessageCommon 
                    CPackMessageCommon());
         return;
     }
+    if (!m_options.localToken.isEmpty() && Credentials::sameText(password, m_options.localToken)) {
+        // Another desk of this machine's user, sharing this process's back end.
+        qint64 userId = -1;
+        QString error;
+        const bool known = !user.isEmpty() && m_store.isOpen() && m_store.begin(&error)
+            && m_store.ensureUser(user, &userId, &error) && m_store.commit(&error);
+        if (!known && m_store.isOpen())
+            m_store.rollback();
+        if (known)
+            m_userOfClient.insert(clientId, user);
+        CPackMessageCommon answer;
+        answer.AddVaule(RequestField::userID, user);
+        sendAnswer(clientId, request, known, error.isEmpty() ? QStringLiteral("缺少用户编号") : error, answer);
+        return;
+    }
     Credentials::Stored stored;
     QString error;
     if (!m_store.isOpen() || !Credentials::lookup(m_store.database(), user.left(256), &stored, &error)) {

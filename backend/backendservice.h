@@ -37,6 +37,10 @@ public:
         int feedStepMs = 100;        // how often the feed reads the real clock
         quint32 feedSeed = 20261121;
         bool feedManualClock = false;  // the feed's time moves only by MarketFeed::advanceTo
+        // A secret that another client of the same machine user presents instead of a
+        // password (read from a file only that user can read): such a desk logs in by
+        // name, as one inside this process does. Empty: no such logins.
+        QString localToken;
     };
 
     explicit BackendService(const Options &options, QObject *parent = nullptr);

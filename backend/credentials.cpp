@@ -25,6 +25,11 @@ bool sameBytes(const QByteArray &a, const QByteArray &b)
 
 } // namespace
 
+bool sameText(const QString &a, const QString &b)
+{
+    return sameBytes(a.toUtf8(), b.toUtf8());
+}
+
 Digest digest(const QString &password, const QByteArray &salt, int iterations)
 {
     Digest d;

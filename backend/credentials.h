@@ -22,6 +22,8 @@ struct Digest
 Digest digest(const QString &password, const QByteArray &salt, int iterations = kIterations);
 // A fresh random salt from the system's generator.
 QByteArray newSalt();
+// Equal texts, compared in a time that does not depend on where they differ.
+bool sameText(const QString &a, const QString &b);
 // Why a password cannot be used, or empty.
 QString passwordProblem(const QString &password);
 

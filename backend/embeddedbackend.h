@@ -4,6 +4,9 @@
 
 #include <QObject>
 #include <QThread>
+#include <QUrl>
+
+class WebSocketServer;
 #include <atomic>
 
 // The back end inside this process: a BackendService on a thread of its own. Clients
@@ -22,6 +25,19 @@ public:
     bool start(const BackendService::Options &options, QString *error);
     // Closes the database on the service thread and joins it. Safe to call twice.
     void stop();
+
+    // Serves the other desks of this machine's user that open the same data folder: a
+    // WebSocket server on the loopback interface, whose address and the service's local
+    // token go into `endpointFile`, readable by this user only (removed by stop()).
+    bool shareLocally(const QString &endpointFile, QString *error);
+    struct LocalEndpoint
+    {
+        QUrl url;
+        QString token;
+    };
+    static bool readLocalEndpoint(const QString &endpointFile, LocalEndpoint *endpoint, QString *error);
+    // A fresh secret for BackendService::Options::localToken.
+    static QString newLocalToken();
     bool isRunning() const { return m_service != nullptr; }
 
     BackendService *service() const { return m_service; }
@@ -31,4 +47,7 @@ public:
 private:
     QThread m_thread;
     BackendService *m_service = nullptr;
+    WebSocketServer *m_localServer = nullptr;  // lives on the service thread
+    QString m_localToken;
+    QString m_endpointFile;
 };

@@ -24,10 +24,13 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QLibraryInfo>
 #include <QLocale>
+#include <QLockFile>
+#include <QThread>
 #include <QTimer>
 #include <QTranslator>
 #include <cstdio>
@@ -114,6 +117,27 @@ QString connectShared(const WebSocketTransport::Options &link, bool *connected)
     return text;
 }
 
+// Joins the back end that the first tzapp of this data folder runs. That tzapp may still
+// be starting: its address file is awaited for a few seconds.
+QString connectLocal(const QString &endpointFile, const QString &user, bool *connected)
+{
+    *connected = false;
+    QString error;
+    EmbeddedBackend::LocalEndpoint endpoint;
+    QElapsedTimer clock;
+    clock.start();
+    while (!EmbeddedBackend::readLocalEndpoint(endpointFile, &endpoint, &error) && clock.elapsed() < 10000)
+        QThread::msleep(200);
+    if (endpoint.token.isEmpty())
+        return QStringLiteral("本数据目录的后台由另一个 tzapp 运行，但无法连接：%1").arg(error);
+    WebSocketTransport::Options link;
+    link.url = endpoint.url;
+    link.user = user;
+    link.password = endpoint.token;
+    const QString state = connectShared(link, connected);
+    return *connected ? QStringLiteral("共用本机另一个 tzapp 的后台 · 用户 %1").arg(user) : state;
+}
+
 // Asks for name and password until the shared back end accepts them; false when the
 // trader gives up.
 bool loginShared(const CommandLine &options, QString *user, QString *state)
@@ -180,8 +204,11 @@ int main(int argc, char *argv[])
     app.setStyleSheet(VeltraUtils::GetSkinStyleSheet(QStringLiteral("veltra.qss")));
     installQtTranslations(app);
 
-    // The embedded back end runs on a thread of this process; a shared one elsewhere.
+    // The embedded back end runs on a thread of this process; a shared one elsewhere. The
+    // lock says which tzapp of this data folder runs it.
     EmbeddedBackend backend;
+    QLockFile dataLock(dataDir + QStringLiteral("/tzapp.lock"));
+    const QString endpointFile = dataDir + QStringLiteral("/tzapp-backend.json");
     QString user = options.user;
     QString state;
     bool linked = false;
@@ -189,21 +216,29 @@ int main(int argc, char *argv[])
         if (!loginShared(options, &user, &state))
             return 0;
         linked = true;
-    } else {
+    } else if (dataLock.tryLock(0)) {
+        // The first desk on this data folder runs the back end and shares it.
         BackendService::Options backendOptions;
         backendOptions.databasePath = options.databasePath.isEmpty()
             ? dataDir + QStringLiteral("/tzapp.sqlite")
             : options.databasePath;
+        backendOptions.localToken = EmbeddedBackend::newLocalToken();
         QString error;
         if (!backend.start(backendOptions, &error)) {
             qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
             state = QStringLiteral("后台启动失败：%1").arg(error);
         } else {
+            if (!backend.shareLocally(endpointFile, &error))
+                qWarning().noquote() << "tzapp: other desks on this data folder cannot share the back end:" << error;
             MessageBus::instance()->start(new InProcessTransport(backend.service(), backend.newClientId()));
             linked = login(user, error);
             state = linked ? QStringLiteral("嵌入式后台 · 用户 %1 · %2").arg(user, backendOptions.databasePath)
                            : QStringLiteral("后台登录失败：%1").arg(error);
         }
+    } else {
+        // Another tzapp runs the back end of this data folder: this desk uses it, so that
+        // both see the same portfolios and prices as two desks of a shared back end do.
+        state = connectLocal(endpointFile, user, &linked);
     }
     CBusinessDataBase::GetInstance()->SetLoginAccount(user);
 

@@ -9,6 +9,7 @@
 #include "cpackmessagecommon.h"
 #include "credentials.h"
 #include "cunpackmessagecommon.h"
+#include "embeddedbackend.h"
 #include "fieldkeys.h"
 #include "messagebus.h"
 #include "msgtypes.h"
@@ -18,6 +19,7 @@
 #include "websockettransport.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -123,6 +125,7 @@ private slots:
     void brokenOversizedAndFloodingClientsAreClosedAlone();
     void transportLogsInAndReconnectsByItself();
     void operatorAddsUsersFromTheCommandLine();
+    void desksOnOneDataFolderShareTheFirstOnesBackEnd();
 
 private:
     void startServer(quint16 port = 0, WebSocketServer::Options options = {});
@@ -452,6 +455,52 @@ void tst_Server::operatorAddsUsersFromTheCommandLine()
     Desk later(m_server->url());
     QVERIFY(!later.login(QStringLiteral("eve"), QStringLiteral("eve's password")));
     QVERIFY(later.login(QStringLiteral("eve"), QStringLiteral("another password")));
+}
+
+void tst_Server::desksOnOneDataFolderShareTheFirstOnesBackEnd()
+{
+    // The first tzapp of a data folder: its embedded back end with a local token.
+    EmbeddedBackend first;
+    BackendService::Options options;
+    options.databasePath = m_dir->filePath(QStringLiteral("desk.sqlite"));
+    options.feedManualClock = true;
+    options.localToken = EmbeddedBackend::newLocalToken();
+    QString error;
+    QVERIFY2(first.start(options, &error), qPrintable(error));
+    const QString endpointFile = m_dir->filePath(QStringLiteral("tzapp-backend.json"));
+    QVERIFY2(first.shareLocally(endpointFile, &error), qPrintable(error));
+    QCOMPARE(QFile::permissions(endpointFile) & (QFileDevice::ReadGroup | QFileDevice::ReadOther),
+             QFileDevice::Permissions());
+
+    // The second reads the address and the secret and is in as its user.
+    EmbeddedBackend::LocalEndpoint endpoint;
+    QVERIFY2(EmbeddedBackend::readLocalEndpoint(endpointFile, &endpoint, &error), qPrintable(error));
+    Desk second(endpoint.url.toString());
+    Desk third(endpoint.url.toString());
+    QVERIFY(second.login(QStringLiteral("demo"), endpoint.token));
+    QVERIFY(third.login(QStringLiteral("demo"), endpoint.token));
+    Desk stranger(endpoint.url.toString());
+    QString why;
+    QVERIFY(!stranger.login(QStringLiteral("demo"), endpoint.token.left(63) + QLatin1Char('x'), &why));
+    QCOMPARE(why, QStringLiteral("用户名或密码错误"));
+
+    // A rename on one desk reaches the other.
+    CUnPackMessageCommon answer;
+    QVERIFY(second.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY(answer.GetRowCount() > 0);
+    const QString number = answer.rows().first().value(RequestField::portfolioNo).toString();
+    CPackMessageCommon rename = userBody(QStringLiteral("demo"));
+    rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
+    rename.AddVaule(RequestField::portfolioNo, number);
+    rename.AddVaule(RequestField::portfolioName, QStringLiteral("改名"));
+    QVERIFY(second.request(MsgType::alterPortfolioRequest, rename, &answer));
+    QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+    QVERIFY(QTest::qWaitFor([&] { return !third.events.isEmpty(); }, 5000));
+
+    // When the first desk closes, the address goes with it.
+    first.stop();
+    QVERIFY(!QFile::exists(endpointFile));
+    QVERIFY(!EmbeddedBackend::readLocalEndpoint(endpointFile, &endpoint, &error));
 }
 
 QTEST_GUILESS_MAIN(tst_Server)
