@@ -1,7 +1,12 @@
 // Writes the seed corpora of the fuzz targets into a folder: the project's own import
 // templates, the parts inside them, and small text tables of the forms the reader knows.
-// Usage: fuzz_seeds DIR (creates DIR/csv, DIR/zip, DIR/xlsx, DIR/xml)
+// and frames of the requests a desk sends the back end.
+// Usage: fuzz_seeds DIR (creates DIR/csv, DIR/zip, DIR/xlsx, DIR/xml, DIR/wire)
 
+#include "cmessagecommon.h"
+#include "cpackmessagecommon.h"
+#include "fieldkeys.h"
+#include "msgtypes.h"
 #include "portfoliotemplatewriter.h"
 #include "zippackage.h"
 #include "zipwriter.h"
@@ -51,6 +56,59 @@ const QList<QByteArray> &textTables()
     return tables;
 }
 
+// One request of each kind a desk sends, with the fields it fills.
+QList<QByteArray> requestFrames()
+{
+    QList<QByteArray> frames;
+    quint64 id = 100;
+    auto frame = [&](const QString &type, const CPackMessageCommon &body) {
+        CMessageCommon message;
+        message.setKind(CMessageCommon::Request);
+        message.setRequestId(++id);
+        message.SetSrcid(QStringLiteral("TZApp.PortfoliosList"));
+        message.SetType(type);
+        message.SetMsg(body.GetPackedMsg(false));
+        frames.append(message.toWire());
+    };
+    CPackMessageCommon user;
+    user.AddVaule(RequestField::userID, QStringLiteral("demo"));
+    frame(MsgType::queryPortfolioRequest, user);
+    frame(MsgType::queryStrategyRequest, user);
+    frame(MsgType::queryAccountRequest, user);
+    CPackMessageCommon create = user;
+    create.AddVaule(RequestField::alterType, QStringLiteral("c"));
+    create.AddVaule(RequestField::strategyNo, QStringLiteral("1"));
+    create.AddVaule(RequestField::portfolioName, QStringLiteral("组合一"));
+    create.AddVaule(RequestField::portfolioExtensionDescription, QStringLiteral("{\"algo\":\"TWAP\"}"));
+    frame(MsgType::alterPortfolioRequest, create);
+    CPackMessageCommon lines;
+    lines.AddVaule(RequestField::alterType, QStringLiteral("c"));
+    lines.AddVaule(RequestField::portfolioNo, QStringLiteral("100001"));
+    for (const char *code : {"600519", "000001"}) {
+        lines.AddRow();
+        lines.AddRowVaule({{RequestField::securityID, QString::fromLatin1(code)},
+                           {RequestField::securityExchange, QStringLiteral("SH")},
+                           {RequestField::side, QStringLiteral("1")},
+                           {RequestField::tradeQty, 100},
+                           {RequestField::positionWeight, 0.5}});
+    }
+    lines.AddVaule(RequestField::subGroupNumber, 2);
+    frame(MsgType::alterPortfolioDetailRequest, lines);
+    CPackMessageCommon remove = user;
+    remove.AddRow();
+    remove.AddRowVaule(RequestField::portfolioNo, QStringLiteral("100001"));
+    frame(MsgType::deletePortfolioRequest, remove);
+    CPackMessageCommon subscribe;
+    subscribe.AddRow();
+    subscribe.AddRowVaule(Security::symbol, QStringLiteral("600519.SH"));
+    frame(MsgType::subscribeQuoteRequest, subscribe);
+    CPackMessageCommon positions;
+    positions.AddVaule(AccountField::fundAccount, QStringLiteral("880010001"));
+    positions.AddVaule(RequestField::positionStr, QStringLiteral("SH:600000"));
+    frame(MsgType::queryPositionRequest, positions);
+    return frames;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -59,8 +117,11 @@ int main(int argc, char **argv)
     if (argc != 2)
         qFatal("usage: fuzz_seeds DIR");
     const QDir dir(QString::fromLocal8Bit(argv[1]));
-    for (const char *sub : {"csv", "zip", "xlsx", "xml"})
+    for (const char *sub : {"csv", "zip", "xlsx", "xml", "wire"})
         dir.mkpath(QLatin1String(sub));
+    const QList<QByteArray> frames = requestFrames();
+    for (int i = 0; i < frames.size(); ++i)
+        write(dir.filePath(QStringLiteral("wire/%1").arg(i + 1)), frames.at(i));
 
     int n = 0;
     for (const QByteArray &table : textTables()) {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets of the import readers with clang and runs each for a bounded
+# Builds the fuzz targets of the import readers and of the back end's frame decoding with clang and runs each for a bounded
 # time on a seed corpus the project writes itself. Findings go to FUZZ_OUT (default: a
 # folder under /tmp), and the script fails when a target found one.
 # Usage: tests/fuzz/run.sh [seconds per target, default 60]
@@ -16,11 +16,11 @@ if [ ! -f "$build/CMakeCache.txt" ]; then
   CC=clang CXX=clang++ cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DTZ_BUILD_TESTS=ON >/dev/null
 fi
-targets=(fuzz_csv fuzz_zip fuzz_xlsx fuzz_xml)
+targets=(fuzz_csv fuzz_zip fuzz_xlsx fuzz_xml fuzz_wire)
 cmake --build "$build" --target fuzz_seeds "${targets[@]}" -j "$(nproc)" >/dev/null
 
 "$build/fuzz_seeds" "$out/seeds"
-declare -A corpus=([fuzz_csv]=csv [fuzz_zip]=zip [fuzz_xlsx]=xlsx [fuzz_xml]=xml)
+declare -A corpus=([fuzz_csv]=csv [fuzz_zip]=zip [fuzz_xlsx]=xlsx [fuzz_xml]=xml [fuzz_wire]=wire)
 failed=0
 for target in "${targets[@]}"; do
   work="$out/$target"
