@@ -1,7 +1,10 @@
 #pragma once
 
 // A real back end for tests: the embedded service on its own thread with a SQLite file in
-// a temporary folder, and the client's message bus connected to it and logged in.
+// a temporary folder, and the client's message bus connected to it and logged in. With
+// TZ_TEST_TRANSPORT=websocket in the environment the bus reaches the service over a
+// loopback WebSocket, as a second desk on the same data folder does, instead of inside
+// the process: the same tests then try the network transport.
 
 #include "cbusinessdatabase.h"
 #include "cmessagecommon.h"
@@ -13,6 +16,7 @@
 #include "messagebus.h"
 #include "msgtypes.h"
 #include "tzcore.h"
+#include "websockettransport.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
@@ -36,12 +40,17 @@ public:
         options.seedDemo = seed;
         options.quoteIntervalMs = quoteIntervalMs;
         options.feedManualClock = manualFeedClock;
+        const bool overSocket = qEnvironmentVariable("TZ_TEST_TRANSPORT") == QLatin1String("websocket");
+        if (overSocket)
+            options.localToken = EmbeddedBackend::newLocalToken();
         QString error;
         m_started = m_backend.start(options, &error);
         if (!m_started)
             qWarning() << "TestBackend: back end did not start:" << error;
-        MessageBus::instance()->start(
-            new InProcessTransport(m_backend.service(), m_backend.newClientId()));
+        if (overSocket && m_started)
+            m_started = connectOverSocket(user);
+        else
+            MessageBus::instance()->start(new InProcessTransport(m_backend.service(), m_backend.newClientId()));
         m_loggedIn = request(MsgType::loginRequest, {{RequestField::userID, user}}).ok;
         // As the host does after its login: the user's accounts, the first one current.
         if (m_loggedIn) {
@@ -124,6 +133,24 @@ public:
     }
 
 private:
+    bool connectOverSocket(const QString &user)
+    {
+        const QString endpointFile = m_dir.filePath(QStringLiteral("tzapp-backend.json"));
+        EmbeddedBackend::LocalEndpoint endpoint;
+        QString error;
+        if (!m_backend.shareLocally(endpointFile, &error)
+            || !EmbeddedBackend::readLocalEndpoint(endpointFile, &endpoint, &error)) {
+            qWarning() << "TestBackend: no WebSocket link:" << error;
+            return false;
+        }
+        WebSocketTransport::Options link;
+        link.url = endpoint.url;
+        link.user = user;
+        link.password = endpoint.token;
+        MessageBus::instance()->start(new WebSocketTransport(link));
+        return QTest::qWaitFor([] { return MessageBus::instance()->isConnected(); }, 10000);
+    }
+
     QTemporaryDir m_dir;
     EmbeddedBackend m_backend;
     bool m_started = false;
