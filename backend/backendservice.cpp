@@ -240,7 +240,7 @@ bool BackendService::open(QString *error)
         return false;
     }
     if (!written.isEmpty())
-        qCInfo(lcService).noquote() << "demo data written to" << m_options.databasePath
+        qCInfo(lcService).noquote() << "demo data written to" << m_store.displayName()
                                     << QStringLiteral("(%1)").arg(written);
     return true;
 }
@@ -270,7 +270,7 @@ QString BackendService::summary()
         counts.append(QStringLiteral("%1=%2").arg(table).arg(count));
     }
     return QStringLiteral("%1：版本%2，%3")
-        .arg(m_options.databasePath, QString::number(version), counts.join(QLatin1Char(' ')));
+        .arg(m_store.displayName(), QString::number(version), counts.join(QLatin1Char(' ')));
 }
 
 void BackendService::onClientFrame(quint64 clientId, const QByteArray &frame)

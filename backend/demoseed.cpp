@@ -220,7 +220,10 @@ bool DemoSeed::seedIfDue(SqlPortfolioStore &store, QString *written, QString *er
     qint64 accounts = 0;
     if (!store.begin(error))
         return false;
-    bool ok = store.countRows(QStringLiteral("users"), &users, error);
+    // Of two back ends starting on one new PostgreSQL database, the second waits here
+    // and then finds the first one's users.
+    bool ok = Migrations::lockUntilCommit(store.database(), error)
+              && store.countRows(QStringLiteral("users"), &users, error);
     if (ok && users == 0) {
         ok = write(store, error);
         *written = QStringLiteral("演示用户、组合和账户");

@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -200,32 +201,66 @@ const std::vector<Migration> &migrationList()
     return list;
 }
 
-bool applyOne(const QSqlDatabase &db, const Migration &migration, QString *error)
+bool isPostgres(const QSqlDatabase &db)
+{
+    return db.driverName() == QLatin1String("QPSQL");
+}
+
+const QString kCreateVersionTable = QStringLiteral(
+    "CREATE TABLE IF NOT EXISTS schema_version ("
+    " version INTEGER PRIMARY KEY,"
+    " description TEXT NOT NULL,"
+    " applied_at TEXT NOT NULL)");
+
+bool runStep(const QSqlDatabase &db, const Migration &migration, QString *error)
+{
+    const bool postgres = isPostgres(db);
+    for (const QString &sql : migration.statements) {
+        if (!exec(db, postgres ? Migrations::postgresStatement(sql) : sql, error))
+            return false;
+    }
+    if (migration.convert && !migration.convert(db, error))
+        return false;
+    QSqlQuery record(db);
+    record.prepare(QStringLiteral(
+        "INSERT INTO schema_version (version, description, applied_at) VALUES (?, ?, ?)"));
+    record.addBindValue(migration.version);
+    record.addBindValue(migration.description);
+    record.addBindValue(QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs));
+    if (record.exec())
+        return true;
+    *error = QStringLiteral("数据库升级失败：%1").arg(record.lastError().text());
+    return false;
+}
+
+// One transaction: reads the version under the schema lock and applies the step that
+// follows it, if any up to the target. *done when there was none.
+bool applyNext(const QSqlDatabase &db, int target, bool *done, QString *error)
 {
     QSqlDatabase handle = db;
     if (!handle.transaction()) {
         *error = QStringLiteral("数据库升级无法开始事务：%1").arg(handle.lastError().text());
         return false;
     }
-    bool ok = true;
-    for (const QString &sql : migration.statements) {
-        ok = exec(db, sql, error);
-        if (!ok)
-            break;
+    // Without this, PostgreSQL tells of the version table that exists already.
+    bool ok = !isPostgres(db)
+              || exec(db, QStringLiteral("SET LOCAL client_min_messages TO warning"), error);
+    ok = ok && Migrations::lockUntilCommit(db, error) && exec(db, kCreateVersionTable, error);
+    const int current = ok ? Migrations::currentVersion(db, error) : -1;
+    ok = current >= 0;
+    if (ok && current > Migrations::latestVersion()) {
+        *error = QStringLiteral("数据库版本%1高于本程序支持的版本%2")
+                     .arg(current)
+                     .arg(Migrations::latestVersion());
+        ok = false;
     }
-    if (ok && migration.convert)
-        ok = migration.convert(db, error);
-    if (ok) {
-        QSqlQuery record(db);
-        record.prepare(QStringLiteral(
-            "INSERT INTO schema_version (version, description, applied_at) VALUES (?, ?, ?)"));
-        record.addBindValue(migration.version);
-        record.addBindValue(migration.description);
-        record.addBindValue(QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs));
-        ok = record.exec();
-        if (!ok)
-            *error = QStringLiteral("数据库升级失败：%1").arg(record.lastError().text());
+    const Migration *next = nullptr;
+    for (const Migration &migration : migrationList()) {
+        if (!next && migration.version > current && migration.version <= target)
+            next = &migration;
     }
+    if (ok && next)
+        ok = runStep(db, *next, error);
     if (ok && !handle.commit()) {
         ok = false;
         *error = QStringLiteral("数据库升级无法提交：%1").arg(handle.lastError().text());
@@ -234,8 +269,11 @@ bool applyOne(const QSqlDatabase &db, const Migration &migration, QString *error
         handle.rollback();
         return false;
     }
-    qCInfo(lcMigrations).noquote()
-        << "schema version" << migration.version << "applied:" << migration.description;
+    *done = !next;
+    if (next) {
+        qCInfo(lcMigrations).noquote()
+            << "schema version" << next->version << "applied:" << next->description;
+    }
     return true;
 }
 
@@ -248,9 +286,21 @@ int Migrations::latestVersion()
 
 int Migrations::currentVersion(const QSqlDatabase &db, QString *error)
 {
-    if (!db.tables().contains(QStringLiteral("schema_version")))
-        return 0;
     QSqlQuery query(db);
+    if (isPostgres(db)) {
+        // The table of the schema the store works in, the first of the search path.
+        if (!query.exec(QStringLiteral(
+                "SELECT COUNT(*) FROM information_schema.tables"
+                " WHERE table_schema = current_schema() AND table_name = 'schema_version'"))
+            || !query.next()) {
+            *error = QStringLiteral("无法读取数据库版本：%1").arg(query.lastError().text());
+            return -1;
+        }
+        if (query.value(0).toInt() == 0)
+            return 0;
+    } else if (!db.tables().contains(QStringLiteral("schema_version"))) {
+        return 0;
+    }
     if (!query.exec(QStringLiteral("SELECT MAX(version) FROM schema_version")) || !query.next()) {
         *error = QStringLiteral("无法读取数据库版本：%1").arg(query.lastError().text());
         return -1;
@@ -261,27 +311,41 @@ int Migrations::currentVersion(const QSqlDatabase &db, QString *error)
 bool Migrations::apply(const QSqlDatabase &db, QString *error, int targetVersion)
 {
     const int target = targetVersion < 0 ? latestVersion() : targetVersion;
-    if (!exec(db,
-              QStringLiteral("CREATE TABLE IF NOT EXISTS schema_version ("
-                             " version INTEGER PRIMARY KEY,"
-                             " description TEXT NOT NULL,"
-                             " applied_at TEXT NOT NULL)"),
-              error))
-        return false;
-    const int current = currentVersion(db, error);
-    if (current < 0)
-        return false;
-    if (current > latestVersion()) {
-        *error = QStringLiteral("数据库版本%1高于本程序支持的版本%2")
-                     .arg(current)
-                     .arg(latestVersion());
-        return false;
-    }
-    for (const Migration &migration : migrationList()) {
-        if (migration.version <= current || migration.version > target)
-            continue;
-        if (!applyOne(db, migration, error))
+    bool done = false;
+    while (!done) {
+        if (!applyNext(db, target, &done, error))
             return false;
     }
     return true;
+}
+
+bool Migrations::lockUntilCommit(const QSqlDatabase &db, QString *error)
+{
+    if (!isPostgres(db))
+        return true;
+    // Any fixed number serves, as long as every back end takes the same one.
+    const qint64 schemaLock = 0x747a736368656d61;  // "tzschema"
+    QSqlQuery query(db);
+    query.prepare(QStringLiteral("SELECT pg_advisory_xact_lock(?)"));
+    query.addBindValue(schemaLock);
+    if (query.exec())
+        return true;
+    *error = QStringLiteral("无法取得数据库升级锁：%1").arg(query.lastError().text());
+    return false;
+}
+
+QString Migrations::postgresStatement(const QString &sqliteStatement)
+{
+    // SQLite numbers the rows of an INTEGER PRIMARY KEY itself; PostgreSQL needs an
+    // identity column for that.
+    static const QRegularExpression ownId(QStringLiteral("\\bid INTEGER PRIMARY KEY\\b"));
+    static const QRegularExpression reference(QStringLiteral("\\b(\\w+_id) INTEGER\\b"));
+    // Texts compare byte by byte as in SQLite, whatever the server's locale: codes,
+    // account and contract numbers sort (and page) the same on both.
+    static const QRegularExpression text(QStringLiteral("\\bTEXT\\b"));
+    QString sql = sqliteStatement;
+    sql.replace(ownId, QStringLiteral("id BIGINT GENERATED BY DEFAULT AS IDENTITY PRIMARY KEY"));
+    sql.replace(reference, QStringLiteral("\\1 BIGINT"));
+    sql.replace(text, QStringLiteral("TEXT COLLATE \"C\""));
+    return sql;
 }

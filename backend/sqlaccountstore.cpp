@@ -24,7 +24,8 @@ bool run(QSqlQuery &query, QString *error)
 }
 
 // Dates are bound and read as ISO text, which a SQLite TEXT and a PostgreSQL DATE column
-// both compare in calendar order.
+// both compare in calendar order (PostgreSQL hands a DATE back as a QDate, whose text is
+// the same).
 QString dateText(const QDate &date)
 {
     return date.toString(Qt::ISODate);
@@ -234,8 +235,7 @@ bool SqlAccountStore::positionPage(qint64 accountId, const QString &market,
                       " JOIN security_accounts s ON s.id = p.security_account_id"
                       " JOIN markets m ON m.market = s.market"
                       " WHERE s.account_id = ?%1 ORDER BY m.sort_order, p.security_id%2")
-                      .arg(filter, limit > 0 ? QStringLiteral(" LIMIT %1").arg(limit + 1)
-                                             : QString()));
+                      .arg(filter, limit > 0 ? QStringLiteral(" LIMIT ?") : QString()));
     query.addBindValue(accountId);
     if (!after.isEmpty()) {
         query.addBindValue(marketRank(afterMarket));
@@ -246,6 +246,8 @@ bool SqlAccountStore::positionPage(qint64 accountId, const QString &market,
         query.addBindValue(market);
     if (!securityAccount.isEmpty())
         query.addBindValue(securityAccount);
+    if (limit > 0)
+        query.addBindValue(limit + 1);  // one more row tells whether a next page exists
     if (!run(query, error))
         return false;
     out->clear();
@@ -418,8 +420,7 @@ bool SqlAccountStore::contractPage(qint64 accountId, const QDate &dueBy, const Q
                                  " c.contract_qty, c.open_date, c.return_date"
                                  " FROM lending_contracts c WHERE c.account_id = ?%1"
                                  " ORDER BY c.return_date, c.contract_no%2")
-                      .arg(filter, limit > 0 ? QStringLiteral(" LIMIT %1").arg(limit + 1)
-                                             : QString()));
+                      .arg(filter, limit > 0 ? QStringLiteral(" LIMIT ?") : QString()));
     query.addBindValue(accountId);
     if (dueBy.isValid())
         query.addBindValue(dateText(dueBy));
@@ -428,6 +429,8 @@ bool SqlAccountStore::contractPage(qint64 accountId, const QDate &dueBy, const Q
         query.addBindValue(dateText(afterDate));
         query.addBindValue(afterNo);
     }
+    if (limit > 0)
+        query.addBindValue(limit + 1);
     if (!run(query, error))
         return false;
     out->clear();

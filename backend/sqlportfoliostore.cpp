@@ -22,25 +22,13 @@ const QStringList kCountedTables = {
     QStringLiteral("lending_contracts")};
 
 // SQLite reports a unique or primary key conflict as 19 (2067 and 1555 extended),
-// PostgreSQL as SQLSTATE 23505.
+// PostgreSQL as SQLSTATE 23505 (unique_violation).
 bool isUniqueViolation(const QSqlError &error)
 {
     static const QStringList codes = {QStringLiteral("19"), QStringLiteral("2067"),
                                       QStringLiteral("1555"), QStringLiteral("23505")};
     return codes.contains(error.nativeErrorCode())
            || error.databaseText().contains(QLatin1String("UNIQUE"), Qt::CaseInsensitive);
-}
-
-// Runs a statement that may break a uniqueness rule: such a break is answered with
-// `duplicate`, any other failure with the database's own text.
-bool execUnique(QSqlQuery &query, const QString &duplicate, QString *error)
-{
-    if (query.exec())
-        return true;
-    *error = isUniqueViolation(query.lastError())
-        ? duplicate
-        : QStringLiteral("数据库错误：%1").arg(query.lastError().text());
-    return false;
 }
 
 // A text for a NOT NULL column: a null QString would be bound as SQL NULL.
@@ -128,27 +116,18 @@ SqlPortfolioStore::~SqlPortfolioStore()
     close();
 }
 
-bool SqlPortfolioStore::open(const QString &path, QString *error)
+bool SqlPortfolioStore::open(const QString &database, QString *error)
 {
     close();
-    m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
-    m_db.setDatabaseName(path);
-    m_db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
-    if (!m_db.open()) {
-        *error = QStringLiteral("无法打开数据库%1：%2").arg(path, m_db.lastError().text());
+    DatabaseAddress address;
+    if (!DatabaseAddress::parse(database, &address, error))
+        return false;
+    m_postgres = address.postgres;
+    m_displayName = address.displayName();
+    m_db = address.addConnection(m_connectionName);
+    if (!(m_postgres ? openPostgres(address, error) : openSqlite(address.path, error))) {
         close();
         return false;
-    }
-    const QStringList pragmas = {QStringLiteral("PRAGMA journal_mode=WAL"),
-                                 QStringLiteral("PRAGMA foreign_keys=ON"),
-                                 QStringLiteral("PRAGMA synchronous=NORMAL")};
-    for (const QString &pragma : pragmas) {
-        QSqlQuery query(m_db);
-        if (!query.exec(pragma)) {
-            *error = QStringLiteral("无法设置数据库%1：%2").arg(path, query.lastError().text());
-            close();
-            return false;
-        }
     }
     m_versionBeforeOpen = Migrations::currentVersion(m_db, error);
     if (m_versionBeforeOpen < 0 || !Migrations::apply(m_db, error)) {
@@ -158,14 +137,83 @@ bool SqlPortfolioStore::open(const QString &path, QString *error)
     return true;
 }
 
+bool SqlPortfolioStore::openSqlite(const QString &path, QString *error)
+{
+    m_db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+    if (!m_db.open()) {
+        *error = QStringLiteral("无法打开数据库%1：%2").arg(path, m_db.lastError().text());
+        return false;
+    }
+    const QStringList pragmas = {QStringLiteral("PRAGMA journal_mode=WAL"),
+                                 QStringLiteral("PRAGMA foreign_keys=ON"),
+                                 QStringLiteral("PRAGMA synchronous=NORMAL")};
+    for (const QString &pragma : pragmas) {
+        QSqlQuery query(m_db);
+        if (!query.exec(pragma)) {
+            *error = QStringLiteral("无法设置数据库%1：%2").arg(path, query.lastError().text());
+            return false;
+        }
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::openPostgres(const DatabaseAddress &address, QString *error)
+{
+    if (!m_db.isValid()) {
+        *error = QStringLiteral("无法连接PostgreSQL数据库（%1）：缺少Qt的PostgreSQL驱动QPSQL")
+                     .arg(address.serverText());
+        return false;
+    }
+    if (!m_db.open()) {
+        // libpq's reason names the server and never the password.
+        *error = QStringLiteral("无法连接PostgreSQL数据库（%1）：%2")
+                     .arg(address.serverText(), m_db.lastError().databaseText().simplified());
+        return false;
+    }
+    // Identity columns arrived with PostgreSQL 10.
+    QSqlQuery query(m_db);
+    if (!query.exec(QStringLiteral("SHOW server_version_num")) || !query.next()) {
+        *error = QStringLiteral("无法读取PostgreSQL版本（%1）：%2")
+                     .arg(address.serverText(), query.lastError().text());
+        return false;
+    }
+    if (query.value(0).toInt() < 100000) {
+        *error = QStringLiteral("PostgreSQL版本过低（%1）：需要10或更高版本")
+                     .arg(address.serverText());
+        return false;
+    }
+    return true;
+}
+
 void SqlPortfolioStore::close()
 {
     m_insertLine.reset();  // a prepared statement must not outlive its connection
-    if (!m_db.isValid())
+    if (!m_db.isValid() && !QSqlDatabase::contains(m_connectionName))
         return;
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+bool SqlPortfolioStore::execUnique(QSqlQuery &query, const QString &duplicate, QString *error)
+{
+    // A failed statement aborts a PostgreSQL transaction as a whole, and the driver cannot
+    // even free its statements until the rollback. Behind a savepoint the refusal stays
+    // with this one statement, as on SQLite.
+    QSqlQuery savepoint(m_db);
+    if (m_postgres && !savepoint.exec(QStringLiteral("SAVEPOINT unique_check")))
+        return run(savepoint, error);
+    const bool ok = query.exec();
+    if (m_postgres) {
+        savepoint.exec(ok ? QStringLiteral("RELEASE SAVEPOINT unique_check")
+                          : QStringLiteral("ROLLBACK TO SAVEPOINT unique_check"));
+    }
+    if (ok)
+        return true;
+    *error = isUniqueViolation(query.lastError())
+        ? duplicate
+        : QStringLiteral("数据库错误：%1").arg(query.lastError().text());
+    return false;
 }
 
 bool SqlPortfolioStore::begin(QString *error)
@@ -207,8 +255,17 @@ bool SqlPortfolioStore::countRows(const QString &table, qint64 *count, QString *
 
 bool SqlPortfolioStore::nextNumber(const QString &sequence, qint64 *value, QString *error)
 {
+    // Counting up first locks the sequence's row until the transaction ends: a request of
+    // another connection that wants a number of the same sequence waits for this one and
+    // then counts on from the committed value, so no number is handed out twice.
+    QSqlQuery update(m_db);
+    update.prepare(QStringLiteral(
+        "UPDATE number_sequences SET next_value = next_value + 1 WHERE name = ?"));
+    update.addBindValue(sequence);
+    if (!run(update, error))
+        return false;
     QSqlQuery select(m_db);
-    select.prepare(QStringLiteral("SELECT next_value FROM number_sequences WHERE name = ?"));
+    select.prepare(QStringLiteral("SELECT next_value - 1 FROM number_sequences WHERE name = ?"));
     select.addBindValue(sequence);
     if (!run(select, error))
         return false;
@@ -217,11 +274,7 @@ bool SqlPortfolioStore::nextNumber(const QString &sequence, qint64 *value, QStri
         return false;
     }
     *value = select.value(0).toLongLong();
-    QSqlQuery update(m_db);
-    update.prepare(QStringLiteral(
-        "UPDATE number_sequences SET next_value = next_value + 1 WHERE name = ?"));
-    update.addBindValue(sequence);
-    return run(update, error);
+    return true;
 }
 
 bool SqlPortfolioStore::findUser(const QString &userName, qint64 *id, QString *error)
@@ -241,8 +294,10 @@ bool SqlPortfolioStore::ensureUser(const QString &userName, qint64 *id, QString 
         return false;
     if (*id >= 0)
         return true;
+    // Two connections may add the same new user at once: the second finds the first's row.
     QSqlQuery insert(m_db);
-    insert.prepare(QStringLiteral("INSERT INTO users (user_name, created_at) VALUES (?, ?)"));
+    insert.prepare(QStringLiteral("INSERT INTO users (user_name, created_at) VALUES (?, ?)"
+                                  " ON CONFLICT (user_name) DO NOTHING"));
     insert.addBindValue(userName);
     insert.addBindValue(nowText());
     return run(insert, error) && findUser(userName, id, error);
@@ -474,8 +529,7 @@ bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int l
                                  " WHERE p.user_id = ?"
                                  " AND (p.sort_order > ? OR (p.sort_order = ? AND p.id > ?))%3"
                                  " ORDER BY p.sort_order, p.id%2")
-                      .arg(kPortfolioColumns,
-                           limit > 0 ? QStringLiteral(" LIMIT %1").arg(limit + 1) : QString(),
+                      .arg(kPortfolioColumns, limit > 0 ? QStringLiteral(" LIMIT ?") : QString(),
                            numberFilter));
     query.addBindValue(userId);
     query.addBindValue(afterSort);
@@ -483,6 +537,8 @@ bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int l
     query.addBindValue(afterId);
     for (const QString &number : numbers)
         query.addBindValue(number);
+    if (limit > 0)
+        query.addBindValue(limit + 1);
     if (!run(query, error))
         return false;
     out->clear();
@@ -525,12 +581,18 @@ bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int l
 bool SqlPortfolioStore::addLine(qint64 portfolioId, const PortfolioLine &line, QString *error)
 {
     if (!m_insertLine) {
-        m_insertLine = std::make_unique<QSqlQuery>(m_db);
-        m_insertLine->prepare(QStringLiteral(
-            "INSERT INTO portfolio_lines (portfolio_id, line_no, %1)"
-            " SELECT ?, COALESCE(MAX(line_no), 0) + 1, ?, ?, ?, ?, ?, ?, ?, ?, ?"
-            " FROM portfolio_lines WHERE portfolio_id = ?")
-                                  .arg(kLineColumns));
+        // A line the portfolio holds already is skipped rather than refused, so the refusal
+        // below needs no failed statement (which would end a PostgreSQL transaction).
+        auto insert = std::make_unique<QSqlQuery>(m_db);
+        if (!insert->prepare(QStringLiteral(
+                "INSERT INTO portfolio_lines (portfolio_id, line_no, %1)"
+                " SELECT ?, COALESCE(MAX(line_no), 0) + 1, ?, ?, ?, ?, ?, ?, ?, ?, ?"
+                " FROM portfolio_lines WHERE portfolio_id = ? ON CONFLICT DO NOTHING")
+                                 .arg(kLineColumns))) {
+            *error = QStringLiteral("数据库错误：%1").arg(insert->lastError().text());
+            return false;
+        }
+        m_insertLine = std::move(insert);
     }
     QSqlQuery &insert = *m_insertLine;
     insert.addBindValue(portfolioId);
@@ -538,8 +600,12 @@ bool SqlPortfolioStore::addLine(qint64 portfolioId, const PortfolioLine &line, Q
     insert.addBindValue(line.exchange);
     bindLine(insert, line);
     insert.addBindValue(portfolioId);
-    if (!execUnique(insert, QStringLiteral("组合中已有证券：%1（%2）").arg(line.securityId, line.exchange), error))
+    if (!run(insert, error))
         return false;
+    if (insert.numRowsAffected() == 0) {
+        *error = QStringLiteral("组合中已有证券：%1（%2）").arg(line.securityId, line.exchange);
+        return false;
+    }
     return true;
 }
 

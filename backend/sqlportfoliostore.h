@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "databaseaddress.h"
 #include "portfoliorecords.h"
 
 #include <QList>
@@ -13,7 +14,10 @@
 // Every statement of the portfolio store. One instance owns one database connection and
 // must be used on the thread that opened it. Methods return false with a reason in
 // *error; the caller brackets the calls of one request with begin() and commit() or
-// rollback(). The SQL sticks to what SQLite and PostgreSQL both understand.
+// rollback(). The SQL sticks to what SQLite and PostgreSQL both understand, with values
+// always bound. On PostgreSQL transactions are READ COMMITTED and several back ends may
+// share one database: what must not collide (numbers handed out, unique names) is
+// settled by row locks and unique constraints.
 class SqlPortfolioStore
 {
 public:
@@ -22,11 +26,15 @@ public:
     SqlPortfolioStore(const SqlPortfolioStore &) = delete;
     SqlPortfolioStore &operator=(const SqlPortfolioStore &) = delete;
 
-    // Opens (creating when missing) the SQLite file in WAL mode with foreign keys
-    // enforced, and brings its schema to the latest version.
-    bool open(const QString &path, QString *error);
+    // Opens the database and brings its schema to the latest version. `database` is the
+    // path of a SQLite file, opened (created when missing) in WAL mode with foreign keys
+    // enforced, or a postgresql:// URL (see DatabaseAddress) of a database that exists.
+    bool open(const QString &database, QString *error);
     void close();
     bool isOpen() const { return m_db.isOpen(); }
+    bool isPostgres() const { return m_postgres; }
+    // The database as logs and messages name it: never with a password.
+    QString displayName() const { return m_displayName; }
     QSqlDatabase database() const { return m_db; }
     // Schema version the database had before open() brought it up to date; 0 for a new
     // file.
@@ -85,12 +93,19 @@ public:
     bool unfinishedBatch(qint64 portfolioId, QString *batchNo, QString *error);
 
 private:
+    bool openSqlite(const QString &path, QString *error);
+    bool openPostgres(const DatabaseAddress &address, QString *error);
+    // Runs a statement that may break a uniqueness rule: such a break is answered with
+    // `duplicate`, any other failure with the database's own text.
+    bool execUnique(QSqlQuery &query, const QString &duplicate, QString *error);
     bool nextNumber(const QString &sequence, qint64 *value, QString *error);
     bool resolveStrategy(qint64 userId, const QString &strategyNo, QVariant *strategyId,
                          QString *error);
 
     QString m_connectionName;
     QSqlDatabase m_db;
+    bool m_postgres = false;
+    QString m_displayName;
     int m_versionBeforeOpen = 0;
     // The line insert runs once per line of every detail request: prepared once.
     std::unique_ptr<QSqlQuery> m_insertLine;

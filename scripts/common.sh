@@ -13,6 +13,8 @@ TZ_PACKAGES=(
   fonts-noto-cjk            # Chinese glyphs in the client and its screenshots
   qttranslations5-l10n      # Qt's own texts (file dialogs, message-box buttons) in Chinese
   python3-openpyxl          # benchmark comparison only
+  # The back end's tests on PostgreSQL: pg_virtualenv starts a throw-away server per run.
+  postgresql postgresql-common
 )
 
 # What tests/fuzz/run.sh needs besides: clang and its libFuzzer and sanitizer runtimes.

@@ -1,4 +1,4 @@
-// The back end's account service on a real SQLite file: who may see which account, the
+// The back end's account service on a real database: who may see which account, the
 // paging of positions and lending contracts, lendable securities of credit accounts, the
 // loading of positions from files, and the accounts a database of the previous schema
 // gets when it is upgraded.
@@ -16,6 +16,7 @@
 #include "positionfileloader.h"
 #include "securitycatalog.h"
 #include "sqlportfoliostore.h"
+#include "testdatabase.h"
 #include "tzcore.h"
 
 #include <QProcess>
@@ -94,20 +95,24 @@ private:
               PositionFileLoader::Result *result);
 
     std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<TestDatabase> m_database;
     std::unique_ptr<EmbeddedBackend> m_backend;
-    QString m_dbPath;
+    QString m_dbPath;  // a SQLite file, or a PostgreSQL URL
 };
 
 void tst_Accounts::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_dir->isValid());
-    m_dbPath = m_dir->filePath(QStringLiteral("backend.db"));
+    m_database = std::make_unique<TestDatabase>(m_dir->path());
+    m_dbPath = m_database->create();
+    QVERIFY(!m_dbPath.isEmpty());
 }
 
 void tst_Accounts::cleanup()
 {
     m_backend.reset();
+    m_database.reset();
     m_dir.reset();
 }
 
@@ -126,10 +131,8 @@ bool tst_Accounts::start(bool seed)
 void tst_Accounts::exec(const QString &sql)
 {
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"),
-                                                    QStringLiteral("inspect"));
-        db.setDatabaseName(m_dbPath);
-        QVERIFY(db.open());
+        QSqlDatabase db = TestDatabase::connect(m_dbPath, QStringLiteral("inspect"));
+        QVERIFY(db.isOpen());
         QSqlQuery query(db);
         QVERIFY2(query.exec(sql), qPrintable(query.lastError().text()));
     }
@@ -527,19 +530,20 @@ void tst_Accounts::upgradeSeedsAccountsAndKeepsPortfolios()
     // A file of the previous schema version with the demo user and a portfolio of its own.
     const auto writeOldFile = [&](const QString &user) {
         {
-            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"),
-                                                        QStringLiteral("old"));
-            db.setDatabaseName(m_dbPath);
-            QVERIFY(db.open());
+            QSqlDatabase db = TestDatabase::connect(m_dbPath, QStringLiteral("old"));
+            QVERIFY(db.isOpen());
             QString error;
             QVERIFY2(Migrations::apply(db, &error, Migrations::accountsVersion - 1),
                      qPrintable(error));
             QSqlQuery query(db);
-            QVERIFY(query.exec(QStringLiteral("INSERT INTO users (id, user_name, created_at)"
-                                              " VALUES (1, '%1', '2025-01-02')").arg(user)));
-            QVERIFY(query.exec("INSERT INTO portfolios (id, portfolio_no, user_id,"
-                               " portfolio_name, created_at, sort_order)"
-                               " VALUES (7, '100001', 1, '旧组合', '2025-01-02T09:30:00.000Z', 1)"));
+            query.prepare(QStringLiteral("INSERT INTO users (user_name, created_at) VALUES (?, ?)"));
+            query.addBindValue(user);
+            query.addBindValue(QStringLiteral("2025-01-02"));
+            QVERIFY(query.exec());
+            QVERIFY(query.exec("INSERT INTO portfolios (portfolio_no, user_id, portfolio_name,"
+                               " created_at, sort_order)"
+                               " SELECT '100001', id, '旧组合', '2025-01-02T09:30:00.000Z', 1"
+                               " FROM users"));
         }
         QSqlDatabase::removeDatabase(QStringLiteral("old"));
     };
@@ -563,7 +567,7 @@ void tst_Accounts::upgradeSeedsAccountsAndKeepsPortfolios()
     m_backend.reset();
 
     // Another user's old file gets no demo accounts.
-    m_dbPath = m_dir->filePath(QStringLiteral("other.db"));
+    m_dbPath = m_database->create(QStringLiteral("other.db"));
     writeOldFile(QStringLiteral("trader"));
     QVERIFY(start());
     AccountClient trader(*m_backend);

@@ -8,6 +8,7 @@
 #include "migrations.h"
 #include "msgtypes.h"
 #include "securitycatalog.h"
+#include "testdatabase.h"
 #include "tzcore.h"
 
 #include <QElapsedTimer>
@@ -151,8 +152,9 @@ private:
     qint64 scalar(const QString &sql);
 
     std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<TestDatabase> m_database;
     std::unique_ptr<EmbeddedBackend> m_backend;
-    QString m_dbPath;
+    QString m_dbPath;  // a SQLite file, or a PostgreSQL URL
     QString m_startError;
 };
 
@@ -160,12 +162,15 @@ void TestBackend::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_dir->isValid());
-    m_dbPath = m_dir->filePath(QStringLiteral("backend.db"));
+    m_database = std::make_unique<TestDatabase>(m_dir->path());
+    m_dbPath = m_database->create();
+    QVERIFY(!m_dbPath.isEmpty());
 }
 
 void TestBackend::cleanup()
 {
     m_backend.reset();
+    m_database.reset();
     m_dir.reset();
 }
 
@@ -179,16 +184,15 @@ bool TestBackend::start(bool seed)
     return m_backend->start(options, &m_startError);
 }
 
-// Runs one statement on the database file beside the running service, on a connection of
-// its own; returns the first column of the first row.
+// Runs one statement on the database beside the running service, on a connection of its
+// own; returns the first column of the first row.
 qint64 TestBackend::scalar(const QString &sql)
 {
     const QString name = QStringLiteral("inspect");
     qint64 value = -1;
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
-        db.setDatabaseName(m_dbPath);
-        if (db.open()) {
+        QSqlDatabase db = TestDatabase::connect(m_dbPath, name);
+        if (db.isOpen()) {
             QSqlQuery query(db);
             if (!query.exec(sql))
                 qWarning() << sql << query.lastError().text();
@@ -634,20 +638,20 @@ void TestBackend::unknownAndUndecodableFrames()
 void TestBackend::upgradesVersionOneFile()
 {
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"),
-                                                    QStringLiteral("v1"));
-        db.setDatabaseName(m_dbPath);
-        QVERIFY(db.open());
+        QSqlDatabase db = TestDatabase::connect(m_dbPath, QStringLiteral("v1"));
+        QVERIFY(db.isOpen());
         QString error;
         QVERIFY2(Migrations::apply(db, &error, 1), qPrintable(error));
         QCOMPARE(Migrations::currentVersion(db, &error), 1);
         const QStringList inserts = {
-            "INSERT INTO users (id, user_name, created_at) VALUES (1, 'demo', '2024-01-02')",
-            "INSERT INTO portfolios (id, portfolio_no, user_id, portfolio_name, extension,"
-            " created_at) VALUES (7, '100001', 1, '旧组合',"
-            " '{\"algoParam\":{\"algoName\":\"TWAP\"}}', '2024-01-02T09:30:00.000Z')",
+            "INSERT INTO users (user_name, created_at) VALUES ('demo', '2024-01-02')",
+            "INSERT INTO portfolios (portfolio_no, user_id, portfolio_name, extension,"
+            " created_at) SELECT '100001', id, '旧组合',"
+            " '{\"algoParam\":{\"algoName\":\"TWAP\"}}', '2024-01-02T09:30:00.000Z'"
+            " FROM users WHERE user_name = 'demo'",
             "INSERT INTO portfolio_lines (portfolio_id, line_no, security_id,"
-            " security_exchange, trade_qty) VALUES (7, 1, '600519', 'SH', 100)",
+            " security_exchange, trade_qty)"
+            " SELECT id, 1, '600519', 'SH', 100 FROM portfolios WHERE portfolio_no = '100001'",
             "UPDATE number_sequences SET next_value = 100002 WHERE name = 'portfolio'"};
         for (const QString &sql : inserts) {
             QSqlQuery query(db);

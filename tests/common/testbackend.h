@@ -1,10 +1,11 @@
 #pragma once
 
 // A real back end for tests: the embedded service on its own thread with a SQLite file in
-// a temporary folder, and the client's message bus connected to it and logged in. With
-// TZ_TEST_TRANSPORT=websocket in the environment the bus reaches the service over a
-// loopback WebSocket, as a second desk on the same data folder does, instead of inside
-// the process: the same tests then try the network transport.
+// a temporary folder (or a schema of its own on PostgreSQL, see TestDatabase), and the
+// client's message bus connected to it and logged in. With TZ_TEST_TRANSPORT=websocket
+// in the environment the bus reaches the service over a loopback WebSocket, as a second
+// desk on the same data folder does, instead of inside the process: the same tests then
+// try the network transport.
 
 #include "cbusinessdatabase.h"
 #include "cmessagecommon.h"
@@ -15,6 +16,7 @@
 #include "inprocesstransport.h"
 #include "messagebus.h"
 #include "msgtypes.h"
+#include "testdatabase.h"
 #include "tzcore.h"
 #include "websockettransport.h"
 
@@ -36,7 +38,7 @@ public:
         TzCore::setSettingsFile(m_dir.filePath(QStringLiteral("settings.ini")));
         CBusinessDataBase::GetInstance()->SetLoginAccount(user);
         BackendService::Options options;
-        options.databasePath = m_dir.filePath(QStringLiteral("backend.sqlite"));
+        options.databasePath = m_database.create(QStringLiteral("backend.sqlite"));
         options.seedDemo = seed;
         options.quoteIntervalMs = quoteIntervalMs;
         options.feedManualClock = manualFeedClock;
@@ -152,6 +154,7 @@ private:
     }
 
     QTemporaryDir m_dir;
+    TestDatabase m_database{m_dir.path()};
     EmbeddedBackend m_backend;
     bool m_started = false;
     bool m_loggedIn = false;
