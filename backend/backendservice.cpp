@@ -12,11 +12,15 @@
 #include "portfolioextension.h"
 #include "securitycatalog.h"
 
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
 #include <QPointer>
+#include <QRegularExpression>
 #include <QRunnable>
 #include <QSet>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QThreadPool>
 #include <QTimer>
 #include <algorithm>
@@ -232,6 +236,10 @@ bool BackendService::open(QString *error)
 {
     if (!m_store.open(m_options.databasePath, error))
         return false;
+    if (m_store.isPostgres() && !listenToOtherServers(error)) {
+        m_store.close();
+        return false;
+    }
     if (!m_options.seedDemo)
         return true;
     QString written;
@@ -245,8 +253,48 @@ bool BackendService::open(QString *error)
     return true;
 }
 
+bool BackendService::listenToOtherServers(QString *error)
+{
+    // One channel per schema: deployments that share a database do not hear each other.
+    QSqlQuery query(m_store.database());
+    if (!query.exec(QStringLiteral("SELECT current_schema()")) || !query.next()) {
+        *error = QStringLiteral("无法读取数据库的当前模式：%1").arg(query.lastError().text());
+        return false;
+    }
+    QString schema = query.value(0).toString().toLower();
+    schema.remove(QRegularExpression(QStringLiteral("[^a-z0-9_]")));
+    m_channel = QStringLiteral("tz_changes_") + schema.left(40);
+    QSqlDriver *driver = m_store.database().driver();
+    if (!driver->subscribeToNotification(m_channel)) {
+        *error = QStringLiteral("无法订阅数据库通知 %1：%2").arg(m_channel, driver->lastError().text());
+        return false;
+    }
+    connect(driver, QOverload<const QString &, QSqlDriver::NotificationSource, const QVariant &>::of(
+                        &QSqlDriver::notification),
+            this, &BackendService::onDatabaseNotification, Qt::UniqueConnection);
+    return true;
+}
+
+void BackendService::onDatabaseNotification(const QString &channel, QSqlDriver::NotificationSource source,
+                                            const QVariant &payload)
+{
+    // This server's own changes reached its clients already.
+    if (channel != m_channel || source == QSqlDriver::SelfSource)
+        return;
+    const QJsonObject notice = QJsonDocument::fromJson(payload.toString().toUtf8()).object();
+    const QString user = notice.value(QStringLiteral("user")).toString();
+    const int type = notice.value(QStringLiteral("type")).toInt();
+    const QString portfolioNo = notice.value(QStringLiteral("portfolio")).toString();
+    if (user.isEmpty() || type == 0)
+        return;
+    deliver(0, {user, type, portfolioNo});
+}
+
 void BackendService::close()
 {
+    if (!m_channel.isEmpty() && m_store.isOpen())
+        m_store.database().driver()->unsubscribeFromNotification(m_channel);
+    m_channel.clear();
     m_store.close();
     m_userOfClient.clear();
     m_feed->clear();
@@ -563,6 +611,24 @@ void BackendService::sendAnswer(quint64 clientId, const CMessageCommon &request,
 }
 
 void BackendService::notify(quint64 senderId, const Notice &notice)
+{
+    deliver(senderId, notice);
+    if (m_channel.isEmpty())
+        return;
+    // The clients of other servers on this database hear of it through the database.
+    QSqlQuery query(m_store.database());
+    query.prepare(QStringLiteral("SELECT pg_notify(?, ?)"));
+    query.addBindValue(m_channel);
+    query.addBindValue(QString::fromUtf8(
+        QJsonDocument(QJsonObject{{QStringLiteral("user"), notice.userName},
+                                  {QStringLiteral("type"), notice.type},
+                                  {QStringLiteral("portfolio"), notice.portfolioNo}})
+            .toJson(QJsonDocument::Compact)));
+    if (!query.exec())
+        qCWarning(lcService).noquote() << "notice for other servers not sent:" << query.lastError().text();
+}
+
+void BackendService::deliver(quint64 senderId, const Notice &notice)
 {
     CPackMessageCommon body;
     body.AddVaule(RequestField::portfolioNo, notice.portfolioNo);

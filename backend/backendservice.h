@@ -9,6 +9,7 @@
 #include <QHash>
 #include <QObject>
 #include <QSet>
+#include <QSqlDriver>
 #include <QString>
 
 class CMessageCommon;
@@ -112,7 +113,13 @@ private:
     void handleQuoteSubscription(quint64 clientId, const CMessageCommon &request);
     void sendAnswer(quint64 clientId, const CMessageCommon &request, bool ok,
                     const QString &reason, const CPackMessageCommon &result);
+    // Tells the user's other clients, here and (on PostgreSQL) on the other servers of
+    // this database; deliver() only those here.
     void notify(quint64 senderId, const Notice &notice);
+    void deliver(quint64 senderId, const Notice &notice);
+    bool listenToOtherServers(QString *error);
+    void onDatabaseNotification(const QString &channel, QSqlDriver::NotificationSource source,
+                                const QVariant &payload);
 
     bool login(quint64 clientId, const CUnPackMessageCommon &request,
                CPackMessageCommon *answer, Outcome *outcome, QString *error);
@@ -155,6 +162,7 @@ private:
     MarketFeed *m_feed = nullptr;
     QHash<quint64, QString> m_userOfClient;  // clients that logged in
     QSet<quint64> m_remoteClients;           // clients that must log in with a password
+    QString m_channel;  // PostgreSQL: where the servers of this database tell each other
     struct FailedLogins
     {
         int count = 0;

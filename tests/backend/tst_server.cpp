@@ -14,6 +14,7 @@
 #include "messagebus.h"
 #include "msgtypes.h"
 #include "sqlportfoliostore.h"
+#include "testdatabase.h"
 #include "tzcore.h"
 #include "websocketserver.h"
 #include "websockettransport.h"
@@ -126,12 +127,15 @@ private slots:
     void transportLogsInAndReconnectsByItself();
     void operatorAddsUsersFromTheCommandLine();
     void desksOnOneDataFolderShareTheFirstOnesBackEnd();
+    void twoServersOnOneDatabaseKeepDesksInStep();
 
 private:
     void startServer(quint16 port = 0, WebSocketServer::Options options = {});
     void addUser(const QString &name, const QString &password);
 
     std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<TestDatabase> m_database;
+    QString m_address;  // of the server's database
     std::unique_ptr<BackendService> m_service;
     std::unique_ptr<WebSocketServer> m_server;
 };
@@ -140,8 +144,10 @@ void tst_Server::init()
 {
     TzCore::setDataDir(QStringLiteral(TZ_SOURCE_DATA_DIR));
     m_dir = std::make_unique<QTemporaryDir>();
+    m_database = std::make_unique<TestDatabase>(m_dir->path());
+    m_address = m_database->create(QStringLiteral("server.sqlite"));
     BackendService::Options options;
-    options.databasePath = m_dir->filePath(QStringLiteral("server.sqlite"));
+    options.databasePath = m_address;
     options.feedManualClock = true;
     m_service = std::make_unique<BackendService>(options);
     QString error;
@@ -155,6 +161,7 @@ void tst_Server::cleanup()
     MessageBus::instance()->stop();
     m_server.reset();
     m_service.reset();
+    m_database.reset();
     m_dir.reset();
 }
 
@@ -164,7 +171,7 @@ void tst_Server::addUser(const QString &name, const QString &password)
     SqlPortfolioStore store(QStringLiteral("tst-users"));
     QString error;
     qint64 id = -1;
-    QVERIFY2(store.open(m_dir->filePath(QStringLiteral("server.sqlite")), &error) && store.begin(&error)
+    QVERIFY2(store.open(m_address, &error) && store.begin(&error)
                  && store.ensureUser(name, &id, &error)
                  && Credentials::setPassword(store.database(), id, password, &error) && store.commit(&error),
              qPrintable(error));
@@ -232,7 +239,7 @@ void tst_Server::passwordsAreCheckedAndGuessingIsSlowedDown()
         SqlPortfolioStore store(QStringLiteral("tst-nopw"));
         QString error;
         qint64 id = -1;
-        QVERIFY(store.open(m_dir->filePath(QStringLiteral("server.sqlite")), &error)
+        QVERIFY(store.open(m_address, &error)
                 && store.ensureUser(QStringLiteral("bob"), &id, &error));
     }
     QVERIFY(!desk.login(QStringLiteral("bob"), QString(), &why));
@@ -424,7 +431,7 @@ void tst_Server::transportLogsInAndReconnectsByItself()
 
 void tst_Server::operatorAddsUsersFromTheCommandLine()
 {
-    const QString database = m_dir->filePath(QStringLiteral("server.sqlite"));
+    const QString database = m_address;
     auto run = [&](const QStringList &arguments, const QByteArray &input, QString *output) {
         QProcess process;
         process.start(QStringLiteral(TZBACKEND_PATH),
@@ -462,7 +469,7 @@ void tst_Server::desksOnOneDataFolderShareTheFirstOnesBackEnd()
     // The first tzapp of a data folder: its embedded back end with a local token.
     EmbeddedBackend first;
     BackendService::Options options;
-    options.databasePath = m_dir->filePath(QStringLiteral("desk.sqlite"));
+    options.databasePath = m_database->create(QStringLiteral("desk.sqlite"));
     options.feedManualClock = true;
     options.localToken = EmbeddedBackend::newLocalToken();
     QString error;
@@ -501,6 +508,55 @@ void tst_Server::desksOnOneDataFolderShareTheFirstOnesBackEnd()
     first.stop();
     QVERIFY(!QFile::exists(endpointFile));
     QVERIFY(!EmbeddedBackend::readLocalEndpoint(endpointFile, &endpoint, &error));
+}
+
+void tst_Server::twoServersOnOneDatabaseKeepDesksInStep()
+{
+    if (!TestDatabase::onPostgres())
+        QSKIP("two servers share a PostgreSQL database only");
+    startServer();
+    // A second server process on the same database, with a service of its own.
+    BackendService::Options options;
+    options.databasePath = m_address;
+    options.feedManualClock = true;
+    BackendService otherService(options);
+    QString error;
+    QVERIFY2(otherService.open(&error), qPrintable(error));
+    WebSocketServer::Options serverOptions;
+    serverOptions.port = 0;
+    WebSocketServer otherServer(&otherService, serverOptions);
+    QVERIFY2(otherServer.listen(&error), qPrintable(error));
+
+    Desk here(m_server->url());
+    Desk there(otherServer.url());
+    Desk stranger(otherServer.url());
+    QVERIFY(here.login(QStringLiteral("demo"), kPassword));
+    QVERIFY(there.login(QStringLiteral("demo"), kPassword));
+    QVERIFY(stranger.login(QStringLiteral("alice"), kPassword));
+    CUnPackMessageCommon answer;
+    QVERIFY(here.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    const QString number = answer.rows().first().value(RequestField::portfolioNo).toString();
+    CPackMessageCommon rename = userBody(QStringLiteral("demo"));
+    rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
+    rename.AddVaule(RequestField::portfolioNo, number);
+    rename.AddVaule(RequestField::portfolioName, QStringLiteral("另一台服务器"));
+    QVERIFY(here.request(MsgType::alterPortfolioRequest, rename, &answer));
+    QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+    QVERIFY(QTest::qWaitFor([&] { return !there.events.isEmpty(); }, 2000));
+    CUnPackMessageCommon event;
+    event.SetUnPackMsg(there.events.first().GetMsg());
+    QCOMPARE(event.GetValue(RequestField::portfolioNo).toString(), number);
+    QCOMPARE(there.events.first().GetType().toInt(), PORTFOLIO_NEW_OR_UPDATE);
+    // The desk that made the change hears nothing back, nor does another user.
+    QTest::qWait(200);
+    QVERIFY(here.events.isEmpty());
+    QVERIFY(stranger.events.isEmpty());
+    // And the other server answers with the new name.
+    QVERIFY(there.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    bool renamed = false;
+    for (const QVariantMap &row : answer.rows())
+        renamed = renamed || row.value(RequestField::portfolioName).toString() == QStringLiteral("另一台服务器");
+    QVERIFY(renamed);
 }
 
 QTEST_GUILESS_MAIN(tst_Server)
