@@ -181,7 +181,9 @@ void MarketFeed::advanceTo(qint64 msSinceEpoch)
         if (line.holders == 0)
             continue;
         if (line.nextSlot == 0) {
+            // A symbol held anew shows the price of its latest slot, as every server does.
             line.nextSlot = nextSlotAfter(line, now);
+            line.walk.moveTo(line.nextSlot - m_intervalMs, m_intervalMs);
             line.lastTime = now;
             continue;
         }
@@ -190,7 +192,7 @@ void MarketFeed::advanceTo(qint64 msSinceEpoch)
             line.nextSlot += (behind - kMaxRecordsPerStep + 1) * m_intervalMs;
         QList<Stamped> records;
         for (; line.nextSlot <= now; line.nextSlot += m_intervalMs) {
-            line.walk.step();
+            line.walk.moveTo(line.nextSlot, m_intervalMs);
             line.lastTime = line.nextSlot;
             records.append({line.nextSlot, it.key(), line.walk.record(line.nextSlot)});
         }

@@ -171,6 +171,7 @@ private slots:
     void longSessionKeepsMarketRulesAndRunsSomeToLimits();
     void eachSymbolOncePerIntervalOnItsOwnPhase();
     void sameSeedReplaysTheSameRecords();
+    void serversStartedApartPublishTheSamePrices();
     void recordsReachPresenterThroughTheBus();
 
 private:
@@ -452,6 +453,50 @@ void tst_MarketFeed::sameSeedReplaysTheSameRecords()
     QVERIFY(fine.size() > 10000);
     QVERIFY(fine == coarse);
     QVERIFY(session(8, 700, 120000) != coarse);
+}
+
+void tst_MarketFeed::serversStartedApartPublishTheSamePrices()
+{
+    QStringList symbols;
+    for (size_t i = 0; i < 60; ++i)
+        symbols.append(SecurityCatalog::instance().all()[i * 13].symbol);
+    const qint64 end = kOpen + 90000;
+    // One server whose desk subscribed at the open, another whose desk did so later, in
+    // another order, driven by a coarser clock.
+    const auto prices = [&](qint64 subscribedAt, qint64 step, const QStringList &order) {
+        QMap<QPair<QString, qint64>, double> seen;
+        if (!start())
+            return seen;
+        FeedClient client(*m_backend);
+        advanceTo(subscribedAt);
+        client.subscribe(order);
+        run(subscribedAt, end, step);
+        for (const QVariantMap &r : qAsConst(client.records))
+            seen.insert({r.value(Security::symbol).toString(), r.value(Security::mdTime).toLongLong()},
+                        r.value(Security::lastPx).toDouble());
+        m_backend.reset();
+        return seen;
+    };
+    const auto early = prices(kOpen, 100, symbols);
+    QStringList reversed = symbols;
+    std::reverse(reversed.begin(), reversed.end());
+    const auto late = prices(kOpen + 23456, 700, reversed);
+    QVERIFY(early.size() > 60 * 25);
+    int compared = 0;
+    for (auto it = late.cbegin(); it != late.cend(); ++it) {
+        // The record at subscription shows the latest slot's price, stamped now.
+        auto same = early.upperBound({it.key().first, it.key().second});
+        QVERIFY(same != early.cbegin());
+        --same;
+        QCOMPARE(same.key().first, it.key().first);
+        QVERIFY2(same.value() == it.value(), qPrintable(QStringLiteral("%1 at %2: %3 and %4")
+                                                            .arg(it.key().first)
+                                                            .arg(it.key().second)
+                                                            .arg(same.value())
+                                                            .arg(it.value())));
+        ++compared;
+    }
+    QVERIFY(compared > 60 * 20);
 }
 
 // A page's presenter on its own thread gets the records of what its client posted.
