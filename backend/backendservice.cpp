@@ -31,6 +31,8 @@ Q_LOGGING_CATEGORY(lcService, "tz.backend.service")
 namespace {
 
 const QString kSource = QStringLiteral("backend");
+// A creation whose lines have not come after this long was cut off with its server.
+constexpr int kAbandonedAfterSec = 600;
 const QString kCreate = QStringLiteral("c");
 const QString kUpdate = QStringLiteral("u");
 const int kMaxPortfolioNameLength = 25;
@@ -240,6 +242,21 @@ bool BackendService::open(QString *error)
         m_store.close();
         return false;
     }
+    // Creations cut off by a crash. A SQLite file has one server, so any is abandoned; on
+    // PostgreSQL another server may be in the middle of one, so only old ones are, now
+    // and every minute.
+    if (m_store.isPostgres()) {
+        auto sweep = [this] {
+            dropPendingOf(QString(), QDateTime::currentDateTimeUtc().addSecs(-kAbandonedAfterSec)
+                                         .toString(Qt::ISODateWithMs));
+        };
+        sweep();
+        auto *timer = new QTimer(this);
+        connect(timer, &QTimer::timeout, this, sweep);
+        timer->start(60 * 1000);
+    } else {
+        dropPendingOf(QString(), QString());
+    }
     if (!m_options.seedDemo)
         return true;
     QString written;
@@ -366,8 +383,30 @@ void BackendService::onRemoteClientAttached(quint64 clientId)
     m_remoteClients.insert(clientId);
 }
 
+QString BackendService::sessionOf(quint64 clientId) const
+{
+    return m_instance + QLatin1Char('/') + QString::number(clientId);
+}
+
+void BackendService::dropPendingOf(const QString &session, const QString &before)
+{
+    if (!m_store.isOpen())
+        return;
+    QString error;
+    int dropped = 0;
+    if (m_store.begin(&error) && m_store.dropPending(session, before, &dropped, &error) && m_store.commit(&error)) {
+        if (dropped > 0)
+            qCInfo(lcService).noquote() << "dropped" << dropped << "portfolio(s) whose lines never came"
+                                        << (session.isEmpty() ? QStringLiteral("(abandoned)") : session);
+        return;
+    }
+    m_store.rollback();
+    qCWarning(lcService).noquote() << "unfinished portfolios not dropped:" << error;
+}
+
 void BackendService::onClientDetached(quint64 clientId)
 {
+    dropPendingOf(sessionOf(clientId), QString());
     // The session ends with the connection: a new one logs in again.
     m_remoteClients.remove(clientId);
     m_userOfClient.remove(clientId);
@@ -696,7 +735,7 @@ bool BackendService::alterStrategy(quint64, const CUnPackMessageCommon &request,
     return true;
 }
 
-bool BackendService::alterPortfolio(quint64, const CUnPackMessageCommon &request,
+bool BackendService::alterPortfolio(quint64 clientId, const CUnPackMessageCommon &request,
                                     CPackMessageCommon *answer, Outcome *outcome,
                                     QString *error)
 {
@@ -767,11 +806,18 @@ bool BackendService::alterPortfolio(quint64, const CUnPackMessageCommon &request
     answer->AddVaule(RequestField::portfolioNo, portfolio.portfolioNo);
     answer->AddVaule(RequestField::createTime, portfolio.createTime);
     answer->AddVaule(RequestField::portParamType, portfolio.paramType);
-    outcome->notices.append({user, PORTFOLIO_NEW_OR_UPDATE, portfolio.portfolioNo});
-    return true;
+    if (alterType != kCreate) {
+        outcome->notices.append({user, PORTFOLIO_NEW_OR_UPDATE, portfolio.portfolioNo});
+        return true;
+    }
+    // A new portfolio is a header and then its lines, two requests: until this session's
+    // lines come it is nobody's to see, and it goes if the session ends first.
+    PortfolioRef created;
+    return m_store.findPortfolio(portfolio.portfolioNo, &created, error)
+        && m_store.setPending(created.id, sessionOf(clientId), error);
 }
 
-bool BackendService::alterPortfolioDetail(quint64, const CUnPackMessageCommon &request,
+bool BackendService::alterPortfolioDetail(quint64 clientId, const CUnPackMessageCommon &request,
                                           CPackMessageCommon *answer, Outcome *outcome,
                                           QString *error)
 {
@@ -784,10 +830,13 @@ bool BackendService::alterPortfolioDetail(quint64, const CUnPackMessageCommon &r
         || !checkRowCount(request, error)
         || !m_store.findPortfolio(portfolioNo, &portfolio, error))
         return false;
-    if (portfolio.id < 0) {
+    const bool completes = !portfolio.pendingSession.isEmpty() && portfolio.pendingSession == sessionOf(clientId);
+    if (portfolio.id < 0 || (!portfolio.pendingSession.isEmpty() && !completes)) {
         *error = QStringLiteral("组合不存在：%1").arg(portfolioNo);
         return false;
     }
+    if (completes && !m_store.setPending(portfolio.id, QString(), error))
+        return false;
     const QList<QVariantMap> &rows = request.rows();
     for (int i = 0; i < rows.size(); ++i) {
         PortfolioLine line;

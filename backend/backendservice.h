@@ -11,6 +11,7 @@
 #include <QSet>
 #include <QSqlDriver>
 #include <QString>
+#include <QUuid>
 
 class CMessageCommon;
 class CPackMessageCommon;
@@ -118,6 +119,11 @@ private:
     void notify(quint64 senderId, const Notice &notice);
     void deliver(quint64 senderId, const Notice &notice);
     bool listenToOtherServers(QString *error);
+    // What marks the portfolios a client's session is creating: unique across servers.
+    QString sessionOf(quint64 clientId) const;
+    // Deletes unfinished creations of one session, or (session empty) those begun before
+    // `before` (empty: all).
+    void dropPendingOf(const QString &session, const QString &before);
     void onDatabaseNotification(const QString &channel, QSqlDriver::NotificationSource source,
                                 const QVariant &payload);
 
@@ -163,6 +169,7 @@ private:
     QHash<quint64, QString> m_userOfClient;  // clients that logged in
     QSet<quint64> m_remoteClients;           // clients that must log in with a password
     QString m_channel;  // PostgreSQL: where the servers of this database tell each other
+    const QString m_instance = QUuid::createUuid().toString(QUuid::WithoutBraces);
     struct FailedLogins
     {
         int count = 0;

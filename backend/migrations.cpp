@@ -197,6 +197,13 @@ const std::vector<Migration> &migrationList()
                          " iterations INTEGER NOT NULL CHECK (iterations > 0),"
                          " updated_at TEXT NOT NULL)")},
          {}},
+        {6, QStringLiteral("portfolios being created: header stored, lines still to come"),
+         {// The session that created the header; the portfolio is complete (and listed)
+          // once that session's lines arrive, and goes away when the session does.
+          QStringLiteral("ALTER TABLE portfolios ADD COLUMN pending_session TEXT"),
+          QStringLiteral("ALTER TABLE portfolios ADD COLUMN pending_since TEXT"),
+          QStringLiteral("CREATE INDEX portfolios_pending ON portfolios (pending_session)")},
+         {}},
     };
     return list;
 }

@@ -48,4 +48,5 @@ struct PortfolioRef
     qint64 id = -1;
     qint64 userId = -1;
     QString userName;
+    QString pendingSession;  // the session whose creation is not complete yet, or empty
 };

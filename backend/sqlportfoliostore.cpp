@@ -452,7 +452,7 @@ bool SqlPortfolioStore::loadPortfolio(qint64 userId, const QString &portfolioNo,
     QSqlQuery query(m_db);
     query.prepare(QStringLiteral("SELECT %1 FROM portfolios p"
                                  " LEFT JOIN strategies s ON s.id = p.strategy_id"
-                                 " WHERE p.user_id = ? AND p.portfolio_no = ?")
+                                 " WHERE p.user_id = ? AND p.portfolio_no = ? AND p.pending_session IS NULL")
                       .arg(kPortfolioColumns));
     query.addBindValue(userId);
     query.addBindValue(portfolioNo);
@@ -468,7 +468,7 @@ bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *
                                       QString *error)
 {
     QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("SELECT p.id, p.user_id, u.user_name FROM portfolios p"
+    query.prepare(QStringLiteral("SELECT p.id, p.user_id, u.user_name, p.pending_session FROM portfolios p"
                                  " JOIN users u ON u.id = p.user_id WHERE p.portfolio_no = ?"));
     query.addBindValue(portfolioNo);
     if (!run(query, error))
@@ -478,7 +478,44 @@ bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *
         ref->id = query.value(0).toLongLong();
         ref->userId = query.value(1).toLongLong();
         ref->userName = query.value(2).toString();
+        ref->pendingSession = query.value(3).toString();
     }
+    return true;
+}
+
+bool SqlPortfolioStore::setPending(qint64 portfolioId, const QString &session, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("UPDATE portfolios SET pending_session = ?, pending_since = ? WHERE id = ?"));
+    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
+    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
+    query.addBindValue(portfolioId);
+    return run(query, error);
+}
+
+bool SqlPortfolioStore::dropPending(const QString &session, const QString &before, int *dropped, QString *error)
+{
+    QSqlQuery select(m_db);
+    if (!session.isEmpty()) {
+        select.prepare(QStringLiteral("SELECT id FROM portfolios WHERE pending_session = ?"));
+        select.addBindValue(session);
+    } else if (!before.isEmpty()) {
+        select.prepare(QStringLiteral("SELECT id FROM portfolios WHERE pending_session IS NOT NULL"
+                                      " AND pending_since < ?"));
+        select.addBindValue(before);
+    } else {
+        select.prepare(QStringLiteral("SELECT id FROM portfolios WHERE pending_session IS NOT NULL"));
+    }
+    if (!run(select, error))
+        return false;
+    QList<qint64> ids;
+    while (select.next())
+        ids.append(select.value(0).toLongLong());
+    for (qint64 id : qAsConst(ids)) {
+        if (!deletePortfolio(id, error))
+            return false;
+    }
+    *dropped = ids.size();
     return true;
 }
 
@@ -526,7 +563,7 @@ bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int l
     query.setForwardOnly(true);
     query.prepare(QStringLiteral("SELECT p.id, p.sort_order, %1 FROM portfolios p"
                                  " LEFT JOIN strategies s ON s.id = p.strategy_id"
-                                 " WHERE p.user_id = ?"
+                                 " WHERE p.user_id = ? AND p.pending_session IS NULL"
                                  " AND (p.sort_order > ? OR (p.sort_order = ? AND p.id > ?))%3"
                                  " ORDER BY p.sort_order, p.id%2")
                       .arg(kPortfolioColumns, limit > 0 ? QStringLiteral(" LIMIT ?") : QString(),

@@ -69,6 +69,12 @@ public:
     bool findPortfolio(const QString &portfolioNo, PortfolioRef *ref, QString *error);
     // Removes a portfolio with its lines and order batches.
     bool deletePortfolio(qint64 portfolioId, QString *error);
+    // A portfolio whose header a session created and whose lines have not come yet: no
+    // list shows it, and it goes when the session does. An empty session completes it.
+    bool setPending(qint64 portfolioId, const QString &session, QString *error);
+    // Deletes the portfolios still pending for this session (empty: for any session whose
+    // creation began before `before`, an ISO time; both empty: all); *dropped counts them.
+    bool dropPending(const QString &session, const QString &before, int *dropped, QString *error);
     // The user's portfolios with their lines, in display order.
     bool portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error);
     // One page of the user's portfolios in display order: those after the position

@@ -84,7 +84,7 @@ void tst_ListSync::anotherDesksChangesChangeOneRowEach()
     QTest::keyClicks(editor, QStringLiteral("half"));
 
     fx.backend.sendAsOtherDesk(kOtherDesk, MsgType::loginRequest, {{RequestField::userID, kUser}});
-    fx.backend.sendAsOtherDesk(kOtherDesk, MsgType::alterPortfolioRequest, createRequest(QStringLiteral("另一台终端")));
+    QVERIFY(fx.backend.createAsOtherDesk(kOtherDesk, createRequest(QStringLiteral("另一台终端"))).ok);
     fx.backend.sendAsOtherDesk(kOtherDesk, MsgType::alterPortfolioRequest, renameRequest(first, QStringLiteral("改过的名字")));
     fx.backend.sendAsOtherDesk(kOtherDesk, MsgType::deletePortfolioRequest,
                                {{RequestField::userID, kUser}, {RequestField::subGroupNumber, 1}},
@@ -174,7 +174,7 @@ void tst_ListSync::storeDisagreementIsMended()
     // of the new one arrives. The store cannot take it while a holds the name, so both
     // are fetched again and end as the back end has them.
     QVERIFY(TestBackend::request(MsgType::alterPortfolioRequest, renameRequest(a, aName + QStringLiteral("旧"))).ok);
-    const TestBackend::Answer created = TestBackend::request(MsgType::alterPortfolioRequest, createRequest(aName));
+    const TestBackend::Answer created = TestBackend::createPortfolio(createRequest(aName));
     QVERIFY(created.ok);
     const QString fresh = created.body.GetValue(RequestField::portfolioNo).toString();
     notice(fx.presenter(), PORTFOLIO_NEW_OR_UPDATE, fresh);

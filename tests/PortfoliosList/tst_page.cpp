@@ -246,8 +246,7 @@ void tst_Page::refreshButtonReloadsFromTheBackEnd()
     PageFixture fx;
     QVERIFY(fx.ready());
     // Created on the back end behind the page's back (no notification reaches this client).
-    const TestBackend::Answer created = TestBackend::request(
-        MsgType::alterPortfolioRequest,
+    const TestBackend::Answer created = TestBackend::createPortfolio(
         {{RequestField::alterType, QStringLiteral("c")},
          {RequestField::userID, QStringLiteral("demo")},
          {RequestField::portfolioName, QStringLiteral("后台新建")},
@@ -273,11 +272,13 @@ void tst_Page::anotherDesksChangeShowsUp()
     // A second desk of the same user logs in and creates a portfolio.
     const quint64 otherDesk = 424242;
     fx.backend.sendAsOtherDesk(otherDesk, MsgType::loginRequest, {{RequestField::userID, QStringLiteral("demo")}});
-    fx.backend.sendAsOtherDesk(otherDesk, MsgType::alterPortfolioRequest, {{RequestField::alterType, QStringLiteral("c")},
-                                          {RequestField::userID, QStringLiteral("demo")},
-                                          {RequestField::portfolioName, QStringLiteral("另一台终端")},
-                                          {RequestField::defaultBasketSize, 1},
-                                          {RequestField::portfolioExtensionDescription, QStringLiteral("{}")}});
+    QVERIFY(fx.backend
+                .createAsOtherDesk(otherDesk, {{RequestField::alterType, QStringLiteral("c")},
+                                               {RequestField::userID, QStringLiteral("demo")},
+                                               {RequestField::portfolioName, QStringLiteral("另一台终端")},
+                                               {RequestField::defaultBasketSize, 1},
+                                               {RequestField::portfolioExtensionDescription, QStringLiteral("{}")}})
+                .ok);
     QTRY_VERIFY(fx.rowOfName(QStringLiteral("另一台终端")) >= 0);
 }
 

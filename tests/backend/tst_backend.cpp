@@ -60,13 +60,18 @@ public:
         request(MsgType::queryStrategyRequest, body);
     }
 
+    // A header and then its lines (none here), as a desk creates a portfolio: the
+    // header's reply.
     Reply createPortfolio(const QString &user, const QString &name,
                           const QString &extension = QStringLiteral("{}"),
                           const QString &strategyNo = QString())
     {
-        return request(MsgType::alterPortfolioRequest,
-                       portfolioBody(QStringLiteral("c"), user, QString(), name, extension,
-                                     strategyNo));
+        const Reply header = request(MsgType::alterPortfolioRequest,
+                                     portfolioBody(QStringLiteral("c"), user, QString(), name, extension,
+                                                   strategyNo));
+        if (header.ok())
+            alterDetails(QStringLiteral("c"), header.value(RequestField::portfolioNo), {});
+        return header;
     }
     static CPackMessageCommon portfolioBody(const QString &alterType, const QString &user,
                                             const QString &portfolioNo, const QString &name,
@@ -432,6 +437,10 @@ void TestBackend::racingClientsCreateOneName()
     QVERIFY(a.answered && b.answered);
     QVERIFY(a.ok() != b.ok());
     QCOMPARE((a.ok() ? b : a).text(), QStringLiteral("组合名称已存在：同名"));
+    // Listed once the winner's lines are in.
+    QCOMPARE(one.portfolios(QStringLiteral("demo")).size(), 0);
+    TestClient &winner = a.ok() ? one : two;
+    QVERIFY(winner.alterDetails(QStringLiteral("c"), (a.ok() ? a : b).value(RequestField::portfolioNo), {}).ok());
     QCOMPARE(one.portfolios(QStringLiteral("demo")).size(), 1);
 }
 

@@ -20,6 +20,7 @@
 #include "tzcore.h"
 #include "websockettransport.h"
 
+#include <QMutex>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -118,6 +119,63 @@ public:
         request.setRequestId(1);
         QMetaObject::invokeMethod(service(), "onClientFrame", Qt::QueuedConnection,
                                   Q_ARG(quint64, clientId), Q_ARG(QByteArray, request.toWire()));
+    }
+
+    // The same, waiting for the answer that goes to that client id.
+    Answer requestAsOtherDesk(quint64 clientId, const QString &type, const QVariantMap &header,
+                              const QList<QVariantMap> &rows = {}) const
+    {
+        struct Inbox
+        {
+            QMutex mutex;
+            QByteArray frame;
+        };
+        auto inbox = std::make_shared<Inbox>();
+        const QMetaObject::Connection heard = QObject::connect(
+            service(), &BackendService::frameToClient, service(),
+            [inbox, clientId](quint64 to, const QByteArray &frame) {
+                CMessageCommon message;
+                if (to == clientId && message.fromWire(frame) && message.kind() == CMessageCommon::Answer) {
+                    QMutexLocker lock(&inbox->mutex);
+                    inbox->frame = frame;
+                }
+            },
+            Qt::DirectConnection);
+        sendAsOtherDesk(clientId, type, header, rows);
+        Answer answer;
+        const bool came = QTest::qWaitFor([&] {
+            QMutexLocker lock(&inbox->mutex);
+            return !inbox->frame.isEmpty();
+        }, MessageBus::defaultTimeoutMs());
+        QObject::disconnect(heard);
+        CMessageCommon message;
+        if (came && message.fromWire(inbox->frame) && answer.body.SetUnPackMsg(message.GetMsg())) {
+            answer.rc = 0;
+            answer.ok = answer.body.GetValue(RequestField::requestExeStatus).toString() == RequestExeStatus::success;
+        }
+        return answer;
+    }
+    // A portfolio created as a desk creates one: the header, then its lines (none), by
+    // this client or by another desk's.
+    static Answer createPortfolio(const QVariantMap &header)
+    {
+        const Answer created = request(MsgType::alterPortfolioRequest, header);
+        if (created.ok)
+            request(MsgType::alterPortfolioDetailRequest, completion(created));
+        return created;
+    }
+    Answer createAsOtherDesk(quint64 clientId, const QVariantMap &header) const
+    {
+        const Answer created = requestAsOtherDesk(clientId, MsgType::alterPortfolioRequest, header);
+        if (created.ok)
+            sendAsOtherDesk(clientId, MsgType::alterPortfolioDetailRequest, completion(created));
+        return created;
+    }
+    static QVariantMap completion(const Answer &created)
+    {
+        return {{RequestField::alterType, QStringLiteral("c")},
+                {RequestField::portfolioNo, created.body.GetValue(RequestField::portfolioNo)},
+                {RequestField::subGroupNumber, 0}};
     }
 
     // Sends one request with these header fields and optional rows through the bus.
