@@ -838,15 +838,27 @@ bool BackendService::alterPortfolioDetail(quint64 clientId, const CUnPackMessage
     if (completes && !m_store.setPending(portfolio.id, QString(), error))
         return false;
     const QList<QVariantMap> &rows = request.rows();
+    QList<PortfolioLine> lines;
+    lines.reserve(rows.size());
     for (int i = 0; i < rows.size(); ++i) {
         PortfolioLine line;
         if (!lineFromRow(rows.at(i), i + 1, &line, error))
             return false;
-        const bool stored = alterType == kCreate ? m_store.addLine(portfolio.id, line, error)
-                                                 : m_store.replaceLine(portfolio.id, line, error);
-        if (!stored) {
-            *error = QStringLiteral("第%1行：%2").arg(i + 1).arg(*error);
+        lines.append(line);
+    }
+    if (alterType == kCreate) {
+        int failed = -1;
+        if (!m_store.addLines(portfolio.id, lines, &failed, error)) {
+            if (failed >= 0)
+                *error = QStringLiteral("第%1行：%2").arg(failed + 1).arg(*error);
             return false;
+        }
+    } else {
+        for (int i = 0; i < lines.size(); ++i) {
+            if (!m_store.replaceLine(portfolio.id, lines.at(i), error)) {
+                *error = QStringLiteral("第%1行：%2").arg(i + 1).arg(*error);
+                return false;
+            }
         }
     }
     answer->AddVaule(RequestField::portfolioNo, portfolioNo);

@@ -5,6 +5,7 @@
 #include "migrations.h"
 
 #include <QLoggingCategory>
+#include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
@@ -188,6 +189,7 @@ bool SqlPortfolioStore::openPostgres(const DatabaseAddress &address, QString *er
 void SqlPortfolioStore::close()
 {
     m_insertLine.reset();  // a prepared statement must not outlive its connection
+    m_updateLine.reset();
     if (!m_db.isValid() && !QSqlDatabase::contains(m_connectionName))
         return;
     m_db.close();
@@ -646,14 +648,75 @@ bool SqlPortfolioStore::addLine(qint64 portfolioId, const PortfolioLine &line, Q
     return true;
 }
 
+bool SqlPortfolioStore::addLines(qint64 portfolioId, const QList<PortfolioLine> &lines, int *failedIndex,
+                                 QString *error)
+{
+    *failedIndex = -1;
+    if (lines.isEmpty())
+        return true;
+    // What the portfolio holds and where its lines end, once; then the refusals the
+    // statements below would otherwise meet one by one.
+    QSqlQuery held(m_db);
+    held.prepare(QStringLiteral("SELECT security_id, security_exchange, line_no FROM portfolio_lines"
+                                " WHERE portfolio_id = ?"));
+    held.addBindValue(portfolioId);
+    if (!run(held, error))
+        return false;
+    QSet<QPair<QString, QString>> keys;
+    qint64 lastLine = 0;
+    while (held.next()) {
+        keys.insert({held.value(0).toString(), held.value(1).toString()});
+        lastLine = qMax(lastLine, held.value(2).toLongLong());
+    }
+    for (int i = 0; i < lines.size(); ++i) {
+        const PortfolioLine &line = lines.at(i);
+        if (keys.contains({line.securityId, line.exchange})) {
+            *failedIndex = i;
+            *error = QStringLiteral("组合中已有证券：%1（%2）").arg(line.securityId, line.exchange);
+            return false;
+        }
+        keys.insert({line.securityId, line.exchange});
+    }
+    // 11 values a line; 50 lines keep a statement within any SQLite's 999 parameters.
+    constexpr int kChunk = 50;
+    const QString oneRow = QStringLiteral("(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    for (int first = 0; first < lines.size(); first += kChunk) {
+        const int count = qMin(kChunk, lines.size() - first);
+        QStringList rows;
+        for (int i = 0; i < count; ++i)
+            rows << oneRow;
+        QSqlQuery insert(m_db);
+        insert.prepare(QStringLiteral("INSERT INTO portfolio_lines (portfolio_id, line_no, %1) VALUES %2")
+                           .arg(kLineColumns, rows.join(QLatin1Char(','))));
+        for (int i = first; i < first + count; ++i) {
+            const PortfolioLine &line = lines.at(i);
+            insert.addBindValue(portfolioId);
+            insert.addBindValue(++lastLine);
+            insert.addBindValue(line.securityId);
+            insert.addBindValue(line.exchange);
+            bindLine(insert, line);
+        }
+        if (!run(insert, error))
+            return false;
+    }
+    return true;
+}
+
 bool SqlPortfolioStore::replaceLine(qint64 portfolioId, const PortfolioLine &line,
                                     QString *error)
 {
-    QSqlQuery update(m_db);
-    update.prepare(QStringLiteral(
-        "UPDATE portfolio_lines SET side = ?, trade_qty = ?, position_weight = ?,"
-        " entrust_type = ?, batch_entrust_prop = ?, customer_price = ?, limit_price = ?"
-        " WHERE portfolio_id = ? AND security_id = ? AND security_exchange = ?"));
+    if (!m_updateLine) {
+        auto prepared = std::make_unique<QSqlQuery>(m_db);
+        if (!prepared->prepare(QStringLiteral(
+                "UPDATE portfolio_lines SET side = ?, trade_qty = ?, position_weight = ?,"
+                " entrust_type = ?, batch_entrust_prop = ?, customer_price = ?, limit_price = ?"
+                " WHERE portfolio_id = ? AND security_id = ? AND security_exchange = ?"))) {
+            *error = QStringLiteral("数据库错误：%1").arg(prepared->lastError().text());
+            return false;
+        }
+        m_updateLine = std::move(prepared);
+    }
+    QSqlQuery &update = *m_updateLine;
     bindLine(update, line);
     update.addBindValue(portfolioId);
     update.addBindValue(line.securityId);

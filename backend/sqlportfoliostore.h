@@ -88,6 +88,9 @@ public:
     // Appends a line after the portfolio's last one; refused when the portfolio already
     // holds that security on that market.
     bool addLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
+    // The same for many lines in a few statements (a round trip to a database server
+    // each); all or none. On a refusal *failedIndex names the line.
+    bool addLines(qint64 portfolioId, const QList<PortfolioLine> &lines, int *failedIndex, QString *error);
     // Overwrites the line of the same security and market in place, or appends it.
     bool replaceLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
     bool clearLines(qint64 portfolioId, QString *error);
@@ -115,4 +118,5 @@ private:
     int m_versionBeforeOpen = 0;
     // The line insert runs once per line of every detail request: prepared once.
     std::unique_ptr<QSqlQuery> m_insertLine;
+    std::unique_ptr<QSqlQuery> m_updateLine;  // prepared once: a line at a time is a round trip
 };
