@@ -853,13 +853,8 @@ bool BackendService::alterPortfolioDetail(quint64 clientId, const CUnPackMessage
                 *error = QStringLiteral("第%1行：%2").arg(failed + 1).arg(*error);
             return false;
         }
-    } else {
-        for (int i = 0; i < lines.size(); ++i) {
-            if (!m_store.replaceLine(portfolio.id, lines.at(i), error)) {
-                *error = QStringLiteral("第%1行：%2").arg(i + 1).arg(*error);
-                return false;
-            }
-        }
+    } else if (!m_store.replaceLines(portfolio.id, lines, error)) {
+        return false;
     }
     answer->AddVaule(RequestField::portfolioNo, portfolioNo);
     answer->AddVaule(RequestField::subGroupNumber, rows.size());

@@ -4,6 +4,7 @@
 
 #include "migrations.h"
 
+#include <QHash>
 #include <QLoggingCategory>
 #include <QSet>
 #include <QSqlError>
@@ -656,18 +657,10 @@ bool SqlPortfolioStore::addLines(qint64 portfolioId, const QList<PortfolioLine> 
         return true;
     // What the portfolio holds and where its lines end, once; then the refusals the
     // statements below would otherwise meet one by one.
-    QSqlQuery held(m_db);
-    held.prepare(QStringLiteral("SELECT security_id, security_exchange, line_no FROM portfolio_lines"
-                                " WHERE portfolio_id = ?"));
-    held.addBindValue(portfolioId);
-    if (!run(held, error))
-        return false;
     QSet<QPair<QString, QString>> keys;
     qint64 lastLine = 0;
-    while (held.next()) {
-        keys.insert({held.value(0).toString(), held.value(1).toString()});
-        lastLine = qMax(lastLine, held.value(2).toLongLong());
-    }
+    if (!heldLines(portfolioId, &keys, &lastLine, error))
+        return false;
     for (int i = 0; i < lines.size(); ++i) {
         const PortfolioLine &line = lines.at(i);
         if (keys.contains({line.securityId, line.exchange})) {
@@ -700,6 +693,76 @@ bool SqlPortfolioStore::addLines(qint64 portfolioId, const QList<PortfolioLine> 
             return false;
     }
     return true;
+}
+
+bool SqlPortfolioStore::heldLines(qint64 portfolioId, QSet<QPair<QString, QString>> *keys, qint64 *lastLine,
+                                  QString *error)
+{
+    QSqlQuery held(m_db);
+    held.prepare(QStringLiteral("SELECT security_id, security_exchange, line_no FROM portfolio_lines"
+                                " WHERE portfolio_id = ?"));
+    held.addBindValue(portfolioId);
+    if (!run(held, error))
+        return false;
+    keys->clear();
+    *lastLine = 0;
+    while (held.next()) {
+        keys->insert({held.value(0).toString(), held.value(1).toString()});
+        *lastLine = qMax(*lastLine, held.value(2).toLongLong());
+    }
+    return true;
+}
+
+bool SqlPortfolioStore::replaceLines(qint64 portfolioId, const QList<PortfolioLine> &lines, QString *error)
+{
+    QSet<QPair<QString, QString>> keys;
+    qint64 lastLine = 0;
+    if (!heldLines(portfolioId, &keys, &lastLine, error))
+        return false;
+    // The later of two lines of one security wins, as one statement per line had it.
+    QHash<QPair<QString, QString>, int> latest;
+    for (int i = 0; i < lines.size(); ++i)
+        latest.insert({lines.at(i).securityId, lines.at(i).exchange}, i);
+    QList<PortfolioLine> updates;
+    QList<PortfolioLine> appends;
+    for (int i = 0; i < lines.size(); ++i) {
+        const QPair<QString, QString> key{lines.at(i).securityId, lines.at(i).exchange};
+        if (latest.value(key) != i)
+            continue;
+        (keys.contains(key) ? updates : appends).append(lines.at(i));
+    }
+    // UPDATE ... FROM (VALUES ...): both SQLite (3.33 on) and PostgreSQL name the
+    // columns of a VALUES list column1, column2, ...; PostgreSQL takes parameters there
+    // as text unless told their types.
+    constexpr int kChunk = 50;
+    const QString oneRow = QStringLiteral(
+        "(?, ?, ?, CAST(? AS BIGINT), CAST(? AS DOUBLE PRECISION), ?, ?,"
+        " CAST(? AS DOUBLE PRECISION), CAST(? AS DOUBLE PRECISION))");
+    for (int first = 0; first < updates.size(); first += kChunk) {
+        const int count = qMin(kChunk, updates.size() - first);
+        QStringList rows;
+        for (int i = 0; i < count; ++i)
+            rows << oneRow;
+        QSqlQuery update(m_db);
+        update.prepare(QStringLiteral(
+                           "UPDATE portfolio_lines SET side = v.column3, trade_qty = v.column4,"
+                           " position_weight = v.column5, entrust_type = v.column6,"
+                           " batch_entrust_prop = v.column7, customer_price = v.column8, limit_price = v.column9"
+                           " FROM (VALUES %1) AS v WHERE portfolio_lines.portfolio_id = ?"
+                           " AND portfolio_lines.security_id = v.column1"
+                           " AND portfolio_lines.security_exchange = v.column2")
+                           .arg(rows.join(QLatin1Char(','))));
+        for (int i = first; i < first + count; ++i) {
+            update.addBindValue(updates.at(i).securityId);
+            update.addBindValue(updates.at(i).exchange);
+            bindLine(update, updates.at(i));
+        }
+        update.addBindValue(portfolioId);
+        if (!run(update, error))
+            return false;
+    }
+    int failed = -1;
+    return addLines(portfolioId, appends, &failed, error);
 }
 
 bool SqlPortfolioStore::replaceLine(qint64 portfolioId, const PortfolioLine &line,

@@ -8,6 +8,7 @@
 #include <QList>
 #include <QSqlDatabase>
 #include <QSqlQuery>
+#include <QSet>
 #include <QString>
 #include <QVariant>
 
@@ -93,6 +94,9 @@ public:
     bool addLines(qint64 portfolioId, const QList<PortfolioLine> &lines, int *failedIndex, QString *error);
     // Overwrites the line of the same security and market in place, or appends it.
     bool replaceLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
+    // The same for many lines in a few statements; a security named twice keeps the
+    // later line. All or none.
+    bool replaceLines(qint64 portfolioId, const QList<PortfolioLine> &lines, QString *error);
     bool clearLines(qint64 portfolioId, QString *error);
 
     // Order batches: state is one of pending, working, finished, cancelled, rejected.
@@ -107,6 +111,8 @@ private:
     // Runs a statement that may break a uniqueness rule: such a break is answered with
     // `duplicate`, any other failure with the database's own text.
     bool execUnique(QSqlQuery &query, const QString &duplicate, QString *error);
+    // The security and market of every line the portfolio holds, and its last line number.
+    bool heldLines(qint64 portfolioId, QSet<QPair<QString, QString>> *keys, qint64 *lastLine, QString *error);
     bool nextNumber(const QString &sequence, qint64 *value, QString *error);
     bool resolveStrategy(qint64 userId, const QString &strategyNo, QVariant *strategyId,
                          QString *error);
