@@ -661,6 +661,10 @@ bool SqlPortfolioStore::addLines(qint64 portfolioId, const QList<PortfolioLine> 
     qint64 lastLine = 0;
     if (!heldLines(portfolioId, &keys, &lastLine, error))
         return false;
+    if (keys.size() + lines.size() > kMaxLines) {
+        *error = QStringLiteral("组合明细不能超过%1行（已有%2行，又加%3行）").arg(kMaxLines).arg(keys.size()).arg(lines.size());
+        return false;
+    }
     for (int i = 0; i < lines.size(); ++i) {
         const PortfolioLine &line = lines.at(i);
         if (keys.contains({line.securityId, line.exchange})) {

@@ -23,6 +23,10 @@ class SqlPortfolioStore
 {
 public:
     explicit SqlPortfolioStore(const QString &connectionName);
+
+    // Lines one portfolio may hold: more than every listed security of every market, so
+    // that only a runaway client meets it.
+    static constexpr int kMaxLines = 20000;
     ~SqlPortfolioStore();
     SqlPortfolioStore(const SqlPortfolioStore &) = delete;
     SqlPortfolioStore &operator=(const SqlPortfolioStore &) = delete;
@@ -90,7 +94,8 @@ public:
     // holds that security on that market.
     bool addLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
     // The same for many lines in a few statements (a round trip to a database server
-    // each); all or none. On a refusal *failedIndex names the line.
+    // each); all or none. On a refusal *failedIndex names the line (-1: the whole set,
+    // which would take the portfolio past kMaxLines).
     bool addLines(qint64 portfolioId, const QList<PortfolioLine> &lines, int *failedIndex, QString *error);
     // Overwrites the line of the same security and market in place, or appends it.
     bool replaceLine(qint64 portfolioId, const PortfolioLine &line, QString *error);

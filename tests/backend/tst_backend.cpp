@@ -146,6 +146,7 @@ private slots:
     void racingClientsCreateOneName();
     void failedRequestLeavesNothing();
     void detailLinesCreateReplaceAndClear();
+    void aPortfolioHoldsAtMostItsLimitOfLines();
     void otherClientsOfUserAreNotified();
     void faultsFailDelayAndDrop();
     void unknownAndUndecodableFrames();
@@ -482,6 +483,24 @@ void TestBackend::failedRequestLeavesNothing()
     reply = client.deletePortfolios(QStringLiteral("a"), {no, QStringLiteral("424242")});
     QCOMPARE(reply.text(), QStringLiteral("组合不存在：424242"));
     QCOMPARE(client.portfolios(QStringLiteral("a")).size(), 2);
+}
+
+void TestBackend::aPortfolioHoldsAtMostItsLimitOfLines()
+{
+    QVERIFY(start());
+    TestClient client(*m_backend);
+    const QString no = client.createPortfolio(QStringLiteral("a"), QStringLiteral("大篮子"))
+                           .value(RequestField::portfolioNo);
+    QList<QVariantMap> rows;
+    for (int i = 0; i < SqlPortfolioStore::kMaxLines; ++i)
+        rows.append(line(QStringLiteral("%1").arg(i, 6, 10, QLatin1Char('0')), Exchange::sh, 100));
+    const Reply full = client.alterDetails(QStringLiteral("c"), no, rows);
+    QVERIFY2(full.ok(), qPrintable(full.text()));
+    const Reply more = client.alterDetails(QStringLiteral("c"), no, {line(QStringLiteral("600519"), Exchange::sz, 1)});
+    QVERIFY(!more.ok());
+    QCOMPARE(more.text(), QStringLiteral("组合明细不能超过%1行（已有%1行，又加1行）").arg(SqlPortfolioStore::kMaxLines));
+    // Changing lines it holds is still fine.
+    QVERIFY(client.alterDetails(QStringLiteral("u"), no, {line(QStringLiteral("000000"), Exchange::sh, 300)}).ok());
 }
 
 void TestBackend::detailLinesCreateReplaceAndClear()
