@@ -394,7 +394,8 @@ void BackendService::dropPendingOf(const QString &session, const QString &before
         return;
     QString error;
     int dropped = 0;
-    if (m_store.begin(&error) && m_store.dropPending(session, before, &dropped, &error) && m_store.commit(&error)) {
+    if (m_store.begin(&error) && m_store.dropPending(session, before, &dropped, &error)
+        && m_store.forgetReplacing(session, before, &error) && m_store.commit(&error)) {
         if (dropped > 0)
             qCInfo(lcService).noquote() << "dropped" << dropped << "portfolio(s) whose lines never came"
                                         << (session.isEmpty() ? QStringLiteral("(abandoned)") : session);
@@ -837,6 +838,10 @@ bool BackendService::alterPortfolioDetail(quint64 clientId, const CUnPackMessage
     }
     if (completes && !m_store.setPending(portfolio.id, QString(), error))
         return false;
+    // The lines this session cleared before are replaced now, in this transaction.
+    if (portfolio.replacingSession == sessionOf(clientId)
+        && (!m_store.clearLines(portfolio.id, error) || !m_store.setReplacing(portfolio.id, QString(), error)))
+        return false;
     const QList<QVariantMap> &rows = request.rows();
     QList<PortfolioLine> lines;
     lines.reserve(rows.size());
@@ -862,8 +867,8 @@ bool BackendService::alterPortfolioDetail(quint64 clientId, const CUnPackMessage
     return true;
 }
 
-bool BackendService::deletePortfolioDetail(quint64, const CUnPackMessageCommon &request,
-                                           CPackMessageCommon *answer, Outcome *outcome,
+bool BackendService::deletePortfolioDetail(quint64 clientId, const CUnPackMessageCommon &request,
+                                           CPackMessageCommon *answer, Outcome *,
                                            QString *error)
 {
     QString portfolioNo;
@@ -876,10 +881,22 @@ bool BackendService::deletePortfolioDetail(quint64, const CUnPackMessageCommon &
         *error = QStringLiteral("组合不存在：%1").arg(portfolioNo);
         return false;
     }
-    if (!m_store.clearLines(portfolio.id, error))
+    if (!portfolio.pendingSession.isEmpty()) {
+        // Not complete yet, so nobody sees it: cleared at once.
+        if (portfolio.pendingSession != sessionOf(clientId)) {
+            *error = QStringLiteral("组合不存在：%1").arg(portfolioNo);
+            return false;
+        }
+        if (!m_store.clearLines(portfolio.id, error))
+            return false;
+        answer->AddVaule(RequestField::portfolioNo, portfolioNo);
+        return true;
+    }
+    // A desk changing a portfolio clears its lines and sends the new ones: the old lines
+    // stay until those come, and stay for good if the session ends first.
+    if (!m_store.setReplacing(portfolio.id, sessionOf(clientId), error))
         return false;
     answer->AddVaule(RequestField::portfolioNo, portfolioNo);
-    outcome->notices.append({portfolio.userName, PORTFOLIO_NEW_OR_UPDATE, portfolioNo});
     return true;
 }
 

@@ -204,6 +204,10 @@ const std::vector<Migration> &migrationList()
           QStringLiteral("ALTER TABLE portfolios ADD COLUMN pending_since TEXT"),
           QStringLiteral("CREATE INDEX portfolios_pending ON portfolios (pending_session)")},
          {}},
+        {7, QStringLiteral("portfolios whose lines are being replaced: old lines kept until the new come"),
+         {QStringLiteral("ALTER TABLE portfolios ADD COLUMN replacing_session TEXT"),
+          QStringLiteral("ALTER TABLE portfolios ADD COLUMN replacing_since TEXT")},
+         {}},
     };
     return list;
 }

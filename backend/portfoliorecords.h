@@ -48,5 +48,6 @@ struct PortfolioRef
     qint64 id = -1;
     qint64 userId = -1;
     QString userName;
-    QString pendingSession;  // the session whose creation is not complete yet, or empty
+    QString pendingSession;    // the session whose creation is not complete yet, or empty
+    QString replacingSession;  // the session that cleared the lines and owes the new ones
 };

@@ -471,7 +471,8 @@ bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *
                                       QString *error)
 {
     QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("SELECT p.id, p.user_id, u.user_name, p.pending_session FROM portfolios p"
+    query.prepare(QStringLiteral("SELECT p.id, p.user_id, u.user_name, p.pending_session, p.replacing_session"
+                                 " FROM portfolios p"
                                  " JOIN users u ON u.id = p.user_id WHERE p.portfolio_no = ?"));
     query.addBindValue(portfolioNo);
     if (!run(query, error))
@@ -482,6 +483,7 @@ bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *
         ref->userId = query.value(1).toLongLong();
         ref->userName = query.value(2).toString();
         ref->pendingSession = query.value(3).toString();
+        ref->replacingSession = query.value(4).toString();
     }
     return true;
 }
@@ -493,6 +495,34 @@ bool SqlPortfolioStore::setPending(qint64 portfolioId, const QString &session, Q
     query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
     query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
     query.addBindValue(portfolioId);
+    return run(query, error);
+}
+
+bool SqlPortfolioStore::setReplacing(qint64 portfolioId, const QString &session, QString *error)
+{
+    QSqlQuery query(m_db);
+    query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = ?, replacing_since = ? WHERE id = ?"));
+    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
+    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
+    query.addBindValue(portfolioId);
+    return run(query, error);
+}
+
+bool SqlPortfolioStore::forgetReplacing(const QString &session, const QString &before, QString *error)
+{
+    QSqlQuery query(m_db);
+    if (!session.isEmpty()) {
+        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL"
+                                     " WHERE replacing_session = ?"));
+        query.addBindValue(session);
+    } else if (!before.isEmpty()) {
+        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL"
+                                     " WHERE replacing_session IS NOT NULL AND replacing_since < ?"));
+        query.addBindValue(before);
+    } else {
+        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL"
+                                     " WHERE replacing_session IS NOT NULL"));
+    }
     return run(query, error);
 }
 

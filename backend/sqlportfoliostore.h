@@ -80,6 +80,11 @@ public:
     // Deletes the portfolios still pending for this session (empty: for any session whose
     // creation began before `before`, an ISO time; both empty: all); *dropped counts them.
     bool dropPending(const QString &session, const QString &before, int *dropped, QString *error);
+    // A session cleared the portfolio's lines to send new ones: the old lines stay until
+    // they come (an empty session: they came). forgetReplacing() gives up the marks of a
+    // session, or (session empty) those set before `before` (empty: all), old lines kept.
+    bool setReplacing(qint64 portfolioId, const QString &session, QString *error);
+    bool forgetReplacing(const QString &session, const QString &before, QString *error);
     // The user's portfolios with their lines, in display order.
     bool portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error);
     // One page of the user's portfolios in display order: those after the position

@@ -355,6 +355,10 @@ void tst_PortfolioDetail::anotherDesksChangeAndDeletion()
     // A change to another portfolio leaves this one alone.
     fetched.clear();
     fx.backend.sendAsOtherDesk(kOtherDesk, MsgType::deletePortfolioDetailRequest, {{RequestField::portfolioNo, banks}});
+    fx.backend.sendAsOtherDesk(kOtherDesk, MsgType::alterPortfolioDetailRequest,
+                               {{RequestField::alterType, QStringLiteral("c")},
+                                {RequestField::portfolioNo, banks},
+                                {RequestField::subGroupNumber, 0}});
     QTRY_VERIFY(PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(banks)->SymbolList().isEmpty());
     QCOMPARE(fetched.count(), 0);
     QCOMPARE(fx.model()->rowCount(), 1);

@@ -546,10 +546,20 @@ void TestBackend::detailLinesCreateReplaceAndClear()
                 .ok());
     QCOMPARE(codes(), QStringLiteral("600519@100,000001@900,00700@300,00700@400,300750@100"));
 
+    // A change clears the lines and sends new ones: the old stay until the new come, and
+    // stay if the desk is gone before that.
     CPackMessageCommon clear;
     clear.AddVaule(RequestField::portfolioNo, no);
     QVERIFY(client.request(MsgType::deletePortfolioDetailRequest, clear).ok());
-    QVERIFY(lines().isEmpty());
+    QCOMPARE(codes(), QStringLiteral("600519@100,000001@900,00700@300,00700@400,300750@100"));
+    QVERIFY(client.alterDetails(QStringLiteral("c"), no, {line(QStringLiteral("601318"), Exchange::sh, 500)}).ok());
+    QCOMPARE(codes(), QStringLiteral("601318@500"));
+    QVERIFY(client.request(MsgType::deletePortfolioDetailRequest, clear).ok());
+    QMetaObject::invokeMethod(m_backend->service(), "onClientDetached", Qt::BlockingQueuedConnection,
+                              Q_ARG(quint64, client.id()));
+    TestClient later(*m_backend);
+    QVERIFY(later.alterDetails(QStringLiteral("c"), no, {line(QStringLiteral("600036"), Exchange::sh, 100)}).ok());
+    QCOMPARE(codes(), QStringLiteral("601318@500,600036@100"));
     QCOMPARE(client.alterDetails(QStringLiteral("c"), QStringLiteral("999999"), {}).text(),
              QStringLiteral("组合不存在：999999"));
 }

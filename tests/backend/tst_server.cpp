@@ -129,7 +129,7 @@ private slots:
     void operatorAddsUsersFromTheCommandLine();
     void desksOnOneDataFolderShareTheFirstOnesBackEnd();
     void twoServersOnOneDatabaseKeepDesksInStep();
-    void aCreationCutOffLeavesNothing();
+    void aCreationCutOffLeavesNothing();  // and a change cut off keeps the old lines
 
 private:
     void startServer(quint16 port = 0, WebSocketServer::Options options = {});
@@ -647,6 +647,31 @@ void tst_Server::aCreationCutOffLeavesNothing()
         QCOMPARE(listed(name), 1);
         ++announced;
         QTRY_COMPARE(watcher.events.size(), announced);
+    }
+
+    // A change cut between clearing the lines and sending the new ones keeps the old.
+    {
+        QVERIFY(watcher.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+        QString number;
+        for (const QVariantMap &row : answer.rows()) {
+            if (row.value(RequestField::portfolioName).toString() == QStringLiteral("断在表头后"))
+                number = row.value(RequestField::portfolioNo).toString();
+        }
+        Desk changer(m_server->url());
+        QVERIFY(changer.login(QStringLiteral("demo"), kPassword));
+        CPackMessageCommon clear;
+        clear.AddVaule(RequestField::portfolioNo, number);
+        QVERIFY(changer.request(MsgType::deletePortfolioDetailRequest, clear, &answer));
+        QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+        changer.socket.abort();
+        QTRY_COMPARE(m_server->connectionCount(), 2);
+        QVERIFY(watcher.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+        int kept = -1;
+        for (const QVariantMap &row : answer.rows()) {
+            if (row.value(RequestField::portfolioNo).toString() == number)
+                kept = row.value(RequestField::details).toList().size();
+        }
+        QCOMPARE(kept, 1);
     }
 
     // A server killed between a header and its lines: the next start on the file drops
