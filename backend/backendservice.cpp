@@ -438,11 +438,13 @@ void BackendService::handle(quint64 clientId, const CMessageCommon &request)
 {
     const QString type = request.GetType().toString();
     const bool remote = m_remoteClients.contains(clientId);
-    if (remote && type == MsgType::loginRequest) {
+    // Another desk of this machine's user, sharing this process's back end, logs in by
+    // name with the local token, as a desk inside the process does.
+    if (remote && type == MsgType::loginRequest && !presentsLocalToken(request)) {
         handlePasswordLogin(clientId, request);
         return;
     }
-    if (remote && !m_userOfClient.contains(clientId)) {
+    if (remote && !m_userOfClient.contains(clientId) && type != MsgType::loginRequest) {
         sendAnswer(clientId, request, false, QStringLiteral("请先登录"), CPackMessageCommon());
         return;
     }
@@ -509,6 +511,13 @@ QString BackendService::refusal(quint64 clientId, const QString &type, const CUn
     return QString();
 }
 
+bool BackendService::presentsLocalToken(const CMessageCommon &request) const
+{
+    CUnPackMessageCommon body;
+    return !m_options.localToken.isEmpty() && body.SetUnPackMsg(request.GetMsg())
+        && Credentials::sameText(body.GetValue(RequestField::password).toString(), m_options.localToken);
+}
+
 void BackendService::handlePasswordLogin(quint64 clientId, const CMessageCommon &request)
 {
     CUnPackMessageCommon body;
@@ -523,21 +532,6 @@ void BackendService::handlePasswordLogin(quint64 clientId, const CMessageCommon 
         const bool same = m_userOfClient.value(clientId) == user;
         sendAnswer(clientId, request, same, QStringLiteral("已登录为用户%1").arg(m_userOfClient.value(clientId)),
                    CPackMessageCommon());
-        return;
-    }
-    if (!m_options.localToken.isEmpty() && Credentials::sameText(password, m_options.localToken)) {
-        // Another desk of this machine's user, sharing this process's back end.
-        qint64 userId = -1;
-        QString error;
-        const bool known = !user.isEmpty() && m_store.isOpen() && m_store.begin(&error)
-            && m_store.ensureUser(user, &userId, &error) && m_store.commit(&error);
-        if (!known && m_store.isOpen())
-            m_store.rollback();
-        if (known)
-            m_userOfClient.insert(clientId, user);
-        CPackMessageCommon answer;
-        answer.AddVaule(RequestField::userID, user);
-        sendAnswer(clientId, request, known, error.isEmpty() ? QStringLiteral("缺少用户编号") : error, answer);
         return;
     }
     Credentials::Stored stored;

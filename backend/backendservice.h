@@ -109,6 +109,7 @@ private:
     // A login with a password: checked on a pool thread, answered on this one; a failed
     // attempt is answered late, the later the more a name failed recently.
     void handlePasswordLogin(quint64 clientId, const CMessageCommon &request);
+    bool presentsLocalToken(const CMessageCommon &request) const;
     void finishPasswordLogin(quint64 clientId, const CMessageCommon &request, const QString &user,
                              bool matched);
     void handleQuoteSubscription(quint64 clientId, const CMessageCommon &request);

@@ -192,10 +192,9 @@ bool addPortfolio(SqlPortfolioStore &store, qint64 userId, const QString &strate
     if (!store.createPortfolio(userId, &portfolio, error)
         || !store.findPortfolio(portfolio.portfolioNo, &ref, error))
         return false;
-    for (const PortfolioLine &line : buyLines(picks)) {
-        if (!store.addLine(ref.id, line, error))
-            return false;
-    }
+    int failed = -1;
+    if (!store.addLines(ref.id, buyLines(picks), &failed, error))
+        return false;
     *portfolioId = ref.id;
     return true;
 }

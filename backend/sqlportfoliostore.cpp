@@ -189,8 +189,6 @@ bool SqlPortfolioStore::openPostgres(const DatabaseAddress &address, QString *er
 
 void SqlPortfolioStore::close()
 {
-    m_insertLine.reset();  // a prepared statement must not outlive its connection
-    m_updateLine.reset();
     if (!m_db.isValid() && !QSqlDatabase::contains(m_connectionName))
         return;
     m_db.close();
@@ -648,37 +646,6 @@ bool SqlPortfolioStore::portfolioPage(qint64 userId, const QString &after, int l
     return true;
 }
 
-bool SqlPortfolioStore::addLine(qint64 portfolioId, const PortfolioLine &line, QString *error)
-{
-    if (!m_insertLine) {
-        // A line the portfolio holds already is skipped rather than refused, so the refusal
-        // below needs no failed statement (which would end a PostgreSQL transaction).
-        auto insert = std::make_unique<QSqlQuery>(m_db);
-        if (!insert->prepare(QStringLiteral(
-                "INSERT INTO portfolio_lines (portfolio_id, line_no, %1)"
-                " SELECT ?, COALESCE(MAX(line_no), 0) + 1, ?, ?, ?, ?, ?, ?, ?, ?, ?"
-                " FROM portfolio_lines WHERE portfolio_id = ? ON CONFLICT DO NOTHING")
-                                 .arg(kLineColumns))) {
-            *error = QStringLiteral("数据库错误：%1").arg(insert->lastError().text());
-            return false;
-        }
-        m_insertLine = std::move(insert);
-    }
-    QSqlQuery &insert = *m_insertLine;
-    insert.addBindValue(portfolioId);
-    insert.addBindValue(line.securityId);
-    insert.addBindValue(line.exchange);
-    bindLine(insert, line);
-    insert.addBindValue(portfolioId);
-    if (!run(insert, error))
-        return false;
-    if (insert.numRowsAffected() == 0) {
-        *error = QStringLiteral("组合中已有证券：%1（%2）").arg(line.securityId, line.exchange);
-        return false;
-    }
-    return true;
-}
-
 bool SqlPortfolioStore::addLines(qint64 portfolioId, const QList<PortfolioLine> &lines, int *failedIndex,
                                  QString *error)
 {
@@ -797,30 +764,6 @@ bool SqlPortfolioStore::replaceLines(qint64 portfolioId, const QList<PortfolioLi
     }
     int failed = -1;
     return addLines(portfolioId, appends, &failed, error);
-}
-
-bool SqlPortfolioStore::replaceLine(qint64 portfolioId, const PortfolioLine &line,
-                                    QString *error)
-{
-    if (!m_updateLine) {
-        auto prepared = std::make_unique<QSqlQuery>(m_db);
-        if (!prepared->prepare(QStringLiteral(
-                "UPDATE portfolio_lines SET side = ?, trade_qty = ?, position_weight = ?,"
-                " entrust_type = ?, batch_entrust_prop = ?, customer_price = ?, limit_price = ?"
-                " WHERE portfolio_id = ? AND security_id = ? AND security_exchange = ?"))) {
-            *error = QStringLiteral("数据库错误：%1").arg(prepared->lastError().text());
-            return false;
-        }
-        m_updateLine = std::move(prepared);
-    }
-    QSqlQuery &update = *m_updateLine;
-    bindLine(update, line);
-    update.addBindValue(portfolioId);
-    update.addBindValue(line.securityId);
-    update.addBindValue(line.exchange);
-    if (!run(update, error))
-        return false;
-    return update.numRowsAffected() > 0 || addLine(portfolioId, line, error);
 }
 
 bool SqlPortfolioStore::clearLines(qint64 portfolioId, QString *error)

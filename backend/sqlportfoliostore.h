@@ -1,14 +1,12 @@
 #pragma once
 
-#include <memory>
-
 #include "databaseaddress.h"
 #include "portfoliorecords.h"
 
 #include <QList>
 #include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QSet>
+#include <QSqlQuery>
 #include <QString>
 #include <QVariant>
 
@@ -95,17 +93,14 @@ public:
                        QList<PortfolioRecord> *out, QString *nextAfter, QString *error,
                        const QStringList &numbers = QStringList());
 
-    // Appends a line after the portfolio's last one; refused when the portfolio already
-    // holds that security on that market.
-    bool addLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
-    // The same for many lines in a few statements (a round trip to a database server
-    // each); all or none. On a refusal *failedIndex names the line (-1: the whole set,
-    // which would take the portfolio past kMaxLines).
+    // Appends lines after the portfolio's last one, in a few statements (a round trip to a
+    // database server each); all or none. Refused when the portfolio already holds one of
+    // the securities on that market (*failedIndex names the line) or would pass kMaxLines
+    // (*failedIndex -1).
     bool addLines(qint64 portfolioId, const QList<PortfolioLine> &lines, int *failedIndex, QString *error);
-    // Overwrites the line of the same security and market in place, or appends it.
-    bool replaceLine(qint64 portfolioId, const PortfolioLine &line, QString *error);
-    // The same for many lines in a few statements; a security named twice keeps the
-    // later line. All or none.
+    // Overwrites the lines of the same security and market in place and appends the
+    // others, in a few statements; a security named twice keeps the later line. All or
+    // none.
     bool replaceLines(qint64 portfolioId, const QList<PortfolioLine> &lines, QString *error);
     bool clearLines(qint64 portfolioId, QString *error);
 
@@ -133,6 +128,4 @@ private:
     QString m_displayName;
     int m_versionBeforeOpen = 0;
     // The line insert runs once per line of every detail request: prepared once.
-    std::unique_ptr<QSqlQuery> m_insertLine;
-    std::unique_ptr<QSqlQuery> m_updateLine;  // prepared once: a line at a time is a round trip
 };

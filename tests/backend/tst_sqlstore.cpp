@@ -176,12 +176,13 @@ void tst_SqlStore::duplicatesRefusedByName()
     line.securityId = QStringLiteral("600519");
     line.exchange = QStringLiteral("SH");
     PortfolioRef ref;
+    int failed = -1;
     QVERIFY(store.begin(&error));
     QVERIFY2(store.ensureUser(QStringLiteral("a"), &user, &error)
                  && store.createPortfolio(user, &dividend, &error)
                  && store.createStrategy(user, &label, &error)
                  && store.findPortfolio(dividend.portfolioNo, &ref, &error)
-                 && store.addLine(ref.id, line, &error),
+                 && store.addLines(ref.id, {line}, &failed, &error),
              qPrintable(error));
 
     // Each refusal names what exists, and the transaction goes on after it.
@@ -195,7 +196,7 @@ void tst_SqlStore::duplicatesRefusedByName()
     StrategyRecord sameLabel = label;
     QVERIFY(!store.createStrategy(user, &sameLabel, &error));
     QCOMPARE(error, QStringLiteral("策略名称已存在：默认"));
-    QVERIFY(!store.addLine(ref.id, line, &error));
+    QVERIFY(!store.addLines(ref.id, {line}, &failed, &error));
     QCOMPARE(error, QStringLiteral("组合中已有证券：600519（SH）"));
     QVERIFY2(store.commit(&error), qPrintable(error));
 
