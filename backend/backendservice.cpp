@@ -314,6 +314,7 @@ void BackendService::close()
     m_channel.clear();
     m_store.close();
     m_userOfClient.clear();
+    m_markingClients.clear();
     m_feed->clear();
 }
 
@@ -407,7 +408,8 @@ void BackendService::dropPendingOf(const QString &session, const QString &before
 
 void BackendService::onClientDetached(quint64 clientId)
 {
-    dropPendingOf(sessionOf(clientId), QString());
+    if (m_markingClients.remove(clientId))
+        dropPendingOf(sessionOf(clientId), QString());
     // The session ends with the connection: a new one logs in again.
     m_remoteClients.remove(clientId);
     m_userOfClient.remove(clientId);
@@ -808,6 +810,7 @@ bool BackendService::alterPortfolio(quint64 clientId, const CUnPackMessageCommon
     // A new portfolio is a header and then its lines, two requests: until this session's
     // lines come it is nobody's to see, and it goes if the session ends first.
     PortfolioRef created;
+    m_markingClients.insert(clientId);
     return m_store.findPortfolio(portfolio.portfolioNo, &created, error)
         && m_store.setPending(created.id, sessionOf(clientId), error);
 }
@@ -888,6 +891,7 @@ bool BackendService::deletePortfolioDetail(quint64 clientId, const CUnPackMessag
     }
     // A desk changing a portfolio clears its lines and sends the new ones: the old lines
     // stay until those come, and stay for good if the session ends first.
+    m_markingClients.insert(clientId);
     if (!m_store.setReplacing(portfolio.id, sessionOf(clientId), error))
         return false;
     answer->AddVaule(RequestField::portfolioNo, portfolioNo);

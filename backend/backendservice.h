@@ -168,6 +168,9 @@ private:
     FaultInjector m_faults;
     MarketFeed *m_feed = nullptr;
     QHash<quint64, QString> m_userOfClient;  // clients that logged in
+    // Clients that began a creation or a replacement: what they leave unfinished goes
+    // when they do.
+    QSet<quint64> m_markingClients;
     QSet<quint64> m_remoteClients;           // clients that must log in with a password
     QString m_channel;  // PostgreSQL: where the servers of this database tell each other
     const QString m_instance = QUuid::createUuid().toString(QUuid::WithoutBraces);

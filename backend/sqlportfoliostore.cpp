@@ -5,6 +5,9 @@
 #include "migrations.h"
 
 #include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLoggingCategory>
 #include <QSet>
 #include <QSqlError>
@@ -58,17 +61,6 @@ QDateTime timeFromText(const QString &text)
     return QDateTime::fromString(text, Qt::ISODateWithMs);
 }
 
-void bindLine(QSqlQuery &query, const PortfolioLine &line)
-{
-    query.addBindValue(notNullText(line.side));
-    query.addBindValue(line.tradeQty);
-    query.addBindValue(line.positionWeight);
-    query.addBindValue(notNullText(line.entrustType));
-    query.addBindValue(notNullText(line.entrustProp));
-    query.addBindValue(line.customerPrice);
-    query.addBindValue(line.limitPrice);
-}
-
 PortfolioLine lineFromQuery(const QSqlQuery &query, int first)
 {
     PortfolioLine line;
@@ -84,9 +76,36 @@ PortfolioLine lineFromQuery(const QSqlQuery &query, int first)
     return line;
 }
 
-const QString kLineColumns = QStringLiteral(
-    "security_id, security_exchange, side, trade_qty, position_weight, entrust_type,"
-    " batch_entrust_prop, customer_price, limit_price");
+// What a line holds besides its security and market.
+const QString kLineDataColumns = QStringLiteral(
+    "side, trade_qty, position_weight, entrust_type, batch_entrust_prop, customer_price, limit_price");
+const QString kLineColumns = QStringLiteral("security_id, security_exchange, ") + kLineDataColumns;
+
+// Lines travel to the database as one JSON array bound to one parameter, which the
+// statement opens into rows: one statement of fixed text for any number of lines, prepared
+// once, instead of a statement of hundreds of parameters per few dozen lines, which
+// PostgreSQL parsed and planned afresh each time. Line numbers follow `lastLine` (none
+// when it is negative).
+QString linesJson(const QList<PortfolioLine> &lines, qint64 lastLine)
+{
+    QJsonArray array;
+    for (const PortfolioLine &line : lines) {
+        QJsonObject row{{QStringLiteral("security_id"), line.securityId},
+                        {QStringLiteral("security_exchange"), line.exchange},
+                        {QStringLiteral("side"), line.side},
+                        // as text: a JSON number is a double, exact to 2^53 only
+                        {QStringLiteral("trade_qty"), QString::number(line.tradeQty)},
+                        {QStringLiteral("position_weight"), line.positionWeight},
+                        {QStringLiteral("entrust_type"), line.entrustType},
+                        {QStringLiteral("batch_entrust_prop"), line.entrustProp},
+                        {QStringLiteral("customer_price"), line.customerPrice},
+                        {QStringLiteral("limit_price"), line.limitPrice}};
+        if (lastLine >= 0)
+            row.insert(QStringLiteral("line_no"), QString::number(++lastLine));
+        array.append(row);
+    }
+    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
+}
 
 const QString kPortfolioColumns = QStringLiteral(
     "p.portfolio_no, p.portfolio_name, s.strategy_no, s.strategy_name,"
@@ -189,11 +208,27 @@ bool SqlPortfolioStore::openPostgres(const DatabaseAddress &address, QString *er
 
 void SqlPortfolioStore::close()
 {
+    m_statements.clear();
+    m_unprepared = QSqlQuery();
     if (!m_db.isValid() && !QSqlDatabase::contains(m_connectionName))
         return;
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+SqlPortfolioStore::Statement SqlPortfolioStore::statement(const QString &sql)
+{
+    auto it = m_statements.find(sql);
+    if (it != m_statements.end())
+        return Statement(&*it);
+    QSqlQuery query(m_db);
+    query.setForwardOnly(true);
+    if (!query.prepare(sql)) {
+        m_unprepared = query;
+        return Statement(&m_unprepared);
+    }
+    return Statement(&*m_statements.insert(sql, query));
 }
 
 bool SqlPortfolioStore::execUnique(QSqlQuery &query, const QString &duplicate, QString *error)
@@ -259,33 +294,30 @@ bool SqlPortfolioStore::nextNumber(const QString &sequence, qint64 *value, QStri
     // Counting up first locks the sequence's row until the transaction ends: a request of
     // another connection that wants a number of the same sequence waits for this one and
     // then counts on from the committed value, so no number is handed out twice.
-    QSqlQuery update(m_db);
-    update.prepare(QStringLiteral(
+    Statement update = statement(QStringLiteral(
         "UPDATE number_sequences SET next_value = next_value + 1 WHERE name = ?"));
-    update.addBindValue(sequence);
-    if (!run(update, error))
+    update->addBindValue(sequence);
+    if (!run(*update, error))
         return false;
-    QSqlQuery select(m_db);
-    select.prepare(QStringLiteral("SELECT next_value - 1 FROM number_sequences WHERE name = ?"));
-    select.addBindValue(sequence);
-    if (!run(select, error))
+    Statement select = statement(QStringLiteral("SELECT next_value - 1 FROM number_sequences WHERE name = ?"));
+    select->addBindValue(sequence);
+    if (!run(*select, error))
         return false;
-    if (!select.next()) {
+    if (!select->next()) {
         *error = QStringLiteral("数据库缺少编号序列：%1").arg(sequence);
         return false;
     }
-    *value = select.value(0).toLongLong();
+    *value = select->value(0).toLongLong();
     return true;
 }
 
 bool SqlPortfolioStore::findUser(const QString &userName, qint64 *id, QString *error)
 {
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("SELECT id FROM users WHERE user_name = ?"));
-    query.addBindValue(userName);
-    if (!run(query, error))
+    Statement query = statement(QStringLiteral("SELECT id FROM users WHERE user_name = ?"));
+    query->addBindValue(userName);
+    if (!run(*query, error))
         return false;
-    *id = query.next() ? query.value(0).toLongLong() : -1;
+    *id = query->next() ? query->value(0).toLongLong() : -1;
     return true;
 }
 
@@ -296,12 +328,11 @@ bool SqlPortfolioStore::ensureUser(const QString &userName, qint64 *id, QString 
     if (*id >= 0)
         return true;
     // Two connections may add the same new user at once: the second finds the first's row.
-    QSqlQuery insert(m_db);
-    insert.prepare(QStringLiteral("INSERT INTO users (user_name, created_at) VALUES (?, ?)"
+    Statement insert = statement(QStringLiteral("INSERT INTO users (user_name, created_at) VALUES (?, ?)"
                                   " ON CONFLICT (user_name) DO NOTHING"));
-    insert.addBindValue(userName);
-    insert.addBindValue(nowText());
-    return run(insert, error) && findUser(userName, id, error);
+    insert->addBindValue(userName);
+    insert->addBindValue(nowText());
+    return run(*insert, error) && findUser(userName, id, error);
 }
 
 bool SqlPortfolioStore::createStrategy(qint64 userId, StrategyRecord *strategy,
@@ -374,18 +405,17 @@ bool SqlPortfolioStore::resolveStrategy(qint64 userId, const QString &strategyNo
         *strategyId = QVariant(QVariant::LongLong);
         return true;
     }
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral(
+    Statement query = statement(QStringLiteral(
         "SELECT id FROM strategies WHERE user_id = ? AND strategy_no = ?"));
-    query.addBindValue(userId);
-    query.addBindValue(strategyNo);
-    if (!run(query, error))
+    query->addBindValue(userId);
+    query->addBindValue(strategyNo);
+    if (!run(*query, error))
         return false;
-    if (!query.next()) {
+    if (!query->next()) {
         *error = QStringLiteral("策略不存在：%1").arg(strategyNo);
         return false;
     }
-    *strategyId = query.value(0);
+    *strategyId = query->value(0);
     return true;
 }
 
@@ -399,22 +429,21 @@ bool SqlPortfolioStore::createPortfolio(qint64 userId, PortfolioRecord *portfoli
     if (!nextNumber(QStringLiteral("portfolio"), &number, error))
         return false;
     const QString created = nowText();
-    QSqlQuery insert(m_db);
-    insert.prepare(QStringLiteral(
+    Statement insert = statement(QStringLiteral(
         "INSERT INTO portfolios (portfolio_no, user_id, strategy_id, portfolio_name,"
         " default_basket_size, extension, param_type, created_at, sort_order)"
         " SELECT ?, ?, ?, ?, ?, ?, ?, ?, COALESCE(MAX(sort_order), 0) + 1"
         " FROM portfolios WHERE user_id = ?"));
-    insert.addBindValue(QString::number(number));
-    insert.addBindValue(userId);
-    insert.addBindValue(strategyId);
-    insert.addBindValue(portfolio->name);
-    insert.addBindValue(portfolio->defaultBasketSize);
-    insert.addBindValue(notNullText(portfolio->extension));
-    insert.addBindValue(portfolio->paramType);
-    insert.addBindValue(created);
-    insert.addBindValue(userId);
-    if (!execUnique(insert, QStringLiteral("组合名称已存在：%1").arg(portfolio->name), error))
+    insert->addBindValue(QString::number(number));
+    insert->addBindValue(userId);
+    insert->addBindValue(strategyId);
+    insert->addBindValue(portfolio->name);
+    insert->addBindValue(portfolio->defaultBasketSize);
+    insert->addBindValue(notNullText(portfolio->extension));
+    insert->addBindValue(portfolio->paramType);
+    insert->addBindValue(created);
+    insert->addBindValue(userId);
+    if (!execUnique(*insert, QStringLiteral("组合名称已存在：%1").arg(portfolio->name), error))
         return false;
     portfolio->portfolioNo = QString::number(number);
     portfolio->createTime = timeFromText(created);
@@ -427,20 +456,19 @@ bool SqlPortfolioStore::updatePortfolio(qint64 userId, const PortfolioRecord &po
     QVariant strategyId;
     if (!resolveStrategy(userId, portfolio.strategyNo, &strategyId, error))
         return false;
-    QSqlQuery update(m_db);
-    update.prepare(QStringLiteral(
+    Statement update = statement(QStringLiteral(
         "UPDATE portfolios SET portfolio_name = ?, strategy_id = ?, default_basket_size = ?,"
         " extension = ?, param_type = ? WHERE user_id = ? AND portfolio_no = ?"));
-    update.addBindValue(portfolio.name);
-    update.addBindValue(strategyId);
-    update.addBindValue(portfolio.defaultBasketSize);
-    update.addBindValue(notNullText(portfolio.extension));
-    update.addBindValue(portfolio.paramType);
-    update.addBindValue(userId);
-    update.addBindValue(portfolio.portfolioNo);
-    if (!execUnique(update, QStringLiteral("组合名称已存在：%1").arg(portfolio.name), error))
+    update->addBindValue(portfolio.name);
+    update->addBindValue(strategyId);
+    update->addBindValue(portfolio.defaultBasketSize);
+    update->addBindValue(notNullText(portfolio.extension));
+    update->addBindValue(portfolio.paramType);
+    update->addBindValue(userId);
+    update->addBindValue(portfolio.portfolioNo);
+    if (!execUnique(*update, QStringLiteral("组合名称已存在：%1").arg(portfolio.name), error))
         return false;
-    if (update.numRowsAffected() == 0) {
+    if (update->numRowsAffected() == 0) {
         *error = QStringLiteral("组合不存在：%1").arg(portfolio.portfolioNo);
         return false;
     }
@@ -450,60 +478,56 @@ bool SqlPortfolioStore::updatePortfolio(qint64 userId, const PortfolioRecord &po
 bool SqlPortfolioStore::loadPortfolio(qint64 userId, const QString &portfolioNo,
                                       PortfolioRecord *out, bool *found, QString *error)
 {
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("SELECT %1 FROM portfolios p"
+    Statement query = statement(QStringLiteral("SELECT %1 FROM portfolios p"
                                  " LEFT JOIN strategies s ON s.id = p.strategy_id"
                                  " WHERE p.user_id = ? AND p.portfolio_no = ? AND p.pending_session IS NULL")
                       .arg(kPortfolioColumns));
-    query.addBindValue(userId);
-    query.addBindValue(portfolioNo);
-    if (!run(query, error))
+    query->addBindValue(userId);
+    query->addBindValue(portfolioNo);
+    if (!run(*query, error))
         return false;
-    *found = query.next();
+    *found = query->next();
     if (*found)
-        *out = portfolioFromQuery(query, 0);
+        *out = portfolioFromQuery(*query, 0);
     return true;
 }
 
 bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *ref,
                                       QString *error)
 {
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("SELECT p.id, p.user_id, u.user_name, p.pending_session, p.replacing_session"
+    Statement query = statement(QStringLiteral("SELECT p.id, p.user_id, u.user_name, p.pending_session, p.replacing_session"
                                  " FROM portfolios p"
                                  " JOIN users u ON u.id = p.user_id WHERE p.portfolio_no = ?"));
-    query.addBindValue(portfolioNo);
-    if (!run(query, error))
+    query->addBindValue(portfolioNo);
+    if (!run(*query, error))
         return false;
     *ref = PortfolioRef();
-    if (query.next()) {
-        ref->id = query.value(0).toLongLong();
-        ref->userId = query.value(1).toLongLong();
-        ref->userName = query.value(2).toString();
-        ref->pendingSession = query.value(3).toString();
-        ref->replacingSession = query.value(4).toString();
+    if (query->next()) {
+        ref->id = query->value(0).toLongLong();
+        ref->userId = query->value(1).toLongLong();
+        ref->userName = query->value(2).toString();
+        ref->pendingSession = query->value(3).toString();
+        ref->replacingSession = query->value(4).toString();
     }
     return true;
 }
 
 bool SqlPortfolioStore::setPending(qint64 portfolioId, const QString &session, QString *error)
 {
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("UPDATE portfolios SET pending_session = ?, pending_since = ? WHERE id = ?"));
-    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
-    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
-    query.addBindValue(portfolioId);
-    return run(query, error);
+    Statement query = statement(QStringLiteral("UPDATE portfolios SET pending_session = ?, pending_since = ? WHERE id = ?"));
+    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
+    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
+    query->addBindValue(portfolioId);
+    return run(*query, error);
 }
 
 bool SqlPortfolioStore::setReplacing(qint64 portfolioId, const QString &session, QString *error)
 {
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = ?, replacing_since = ? WHERE id = ?"));
-    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
-    query.addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
-    query.addBindValue(portfolioId);
-    return run(query, error);
+    Statement query = statement(QStringLiteral("UPDATE portfolios SET replacing_session = ?, replacing_since = ? WHERE id = ?"));
+    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
+    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
+    query->addBindValue(portfolioId);
+    return run(*query, error);
 }
 
 bool SqlPortfolioStore::forgetReplacing(const QString &session, const QString &before, QString *error)
@@ -552,10 +576,9 @@ bool SqlPortfolioStore::dropPending(const QString &session, const QString &befor
 
 bool SqlPortfolioStore::deletePortfolio(qint64 portfolioId, QString *error)
 {
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("DELETE FROM portfolios WHERE id = ?"));
-    query.addBindValue(portfolioId);
-    return run(query, error);
+    Statement query = statement(QStringLiteral("DELETE FROM portfolios WHERE id = ?"));
+    query->addBindValue(portfolioId);
+    return run(*query, error);
 }
 
 bool SqlPortfolioStore::portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error)
@@ -653,7 +676,7 @@ bool SqlPortfolioStore::addLines(qint64 portfolioId, const QList<PortfolioLine> 
     if (lines.isEmpty())
         return true;
     // What the portfolio holds and where its lines end, once; then the refusals the
-    // statements below would otherwise meet one by one.
+    // statement below would otherwise meet.
     QSet<QPair<QString, QString>> keys;
     qint64 lastLine = 0;
     if (!heldLines(portfolioId, &keys, &lastLine, error))
@@ -671,45 +694,47 @@ bool SqlPortfolioStore::addLines(qint64 portfolioId, const QList<PortfolioLine> 
         }
         keys.insert({line.securityId, line.exchange});
     }
-    // 11 values a line; 50 lines keep a statement within any SQLite's 999 parameters.
-    constexpr int kChunk = 50;
-    const QString oneRow = QStringLiteral("(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-    for (int first = 0; first < lines.size(); first += kChunk) {
-        const int count = qMin(kChunk, lines.size() - first);
-        QStringList rows;
-        for (int i = 0; i < count; ++i)
-            rows << oneRow;
-        QSqlQuery insert(m_db);
-        insert.prepare(QStringLiteral("INSERT INTO portfolio_lines (portfolio_id, line_no, %1) VALUES %2")
-                           .arg(kLineColumns, rows.join(QLatin1Char(','))));
-        for (int i = first; i < first + count; ++i) {
-            const PortfolioLine &line = lines.at(i);
-            insert.addBindValue(portfolioId);
-            insert.addBindValue(++lastLine);
-            insert.addBindValue(line.securityId);
-            insert.addBindValue(line.exchange);
-            bindLine(insert, line);
-        }
-        if (!run(insert, error))
-            return false;
+    Statement insert = statement(QStringLiteral("INSERT INTO portfolio_lines (portfolio_id, line_no, %1)"
+                                                " SELECT CAST(? AS BIGINT), v.line_no, v.%2 FROM %3")
+                                     .arg(kLineColumns, QString(kLineColumns).replace(QLatin1String(", "), QLatin1String(", v.")),
+                                          linesSource()));
+    insert->bindValue(0, portfolioId);
+    insert->bindValue(1, linesJson(lines, lastLine));
+    return run(*insert, error);
+}
+
+QString SqlPortfolioStore::linesSource() const
+{
+    // PostgreSQL types the columns as it opens the array; taking each field with ->> in
+    // the statement itself would parse the line's text again at every comparison.
+    if (m_postgres) {
+        return QStringLiteral(
+            "json_to_recordset(CAST(? AS JSON)) AS v(line_no BIGINT, security_id TEXT, security_exchange TEXT,"
+            " side TEXT, trade_qty BIGINT, position_weight DOUBLE PRECISION, entrust_type TEXT,"
+            " batch_entrust_prop TEXT, customer_price DOUBLE PRECISION, limit_price DOUBLE PRECISION)");
     }
-    return true;
+    return QStringLiteral(
+        "(SELECT CAST(e.value ->> 'line_no' AS INTEGER) AS line_no, e.value ->> 'security_id' AS security_id,"
+        " e.value ->> 'security_exchange' AS security_exchange, e.value ->> 'side' AS side,"
+        " CAST(e.value ->> 'trade_qty' AS INTEGER) AS trade_qty, CAST(e.value ->> 'position_weight' AS REAL) AS position_weight,"
+        " e.value ->> 'entrust_type' AS entrust_type, e.value ->> 'batch_entrust_prop' AS batch_entrust_prop,"
+        " CAST(e.value ->> 'customer_price' AS REAL) AS customer_price,"
+        " CAST(e.value ->> 'limit_price' AS REAL) AS limit_price FROM json_each(?) AS e) AS v");
 }
 
 bool SqlPortfolioStore::heldLines(qint64 portfolioId, QSet<QPair<QString, QString>> *keys, qint64 *lastLine,
                                   QString *error)
 {
-    QSqlQuery held(m_db);
-    held.prepare(QStringLiteral("SELECT security_id, security_exchange, line_no FROM portfolio_lines"
+    Statement held = statement(QStringLiteral("SELECT security_id, security_exchange, line_no FROM portfolio_lines"
                                 " WHERE portfolio_id = ?"));
-    held.addBindValue(portfolioId);
-    if (!run(held, error))
+    held->addBindValue(portfolioId);
+    if (!run(*held, error))
         return false;
     keys->clear();
     *lastLine = 0;
-    while (held.next()) {
-        keys->insert({held.value(0).toString(), held.value(1).toString()});
-        *lastLine = qMax(*lastLine, held.value(2).toLongLong());
+    while (held->next()) {
+        keys->insert({held->value(0).toString(), held->value(1).toString()});
+        *lastLine = qMax(*lastLine, held->value(2).toLongLong());
     }
     return true;
 }
@@ -732,34 +757,16 @@ bool SqlPortfolioStore::replaceLines(qint64 portfolioId, const QList<PortfolioLi
             continue;
         (keys.contains(key) ? updates : appends).append(lines.at(i));
     }
-    // UPDATE ... FROM (VALUES ...): both SQLite (3.33 on) and PostgreSQL name the
-    // columns of a VALUES list column1, column2, ...; PostgreSQL takes parameters there
-    // as text unless told their types.
-    constexpr int kChunk = 50;
-    const QString oneRow = QStringLiteral(
-        "(?, ?, ?, CAST(? AS BIGINT), CAST(? AS DOUBLE PRECISION), ?, ?,"
-        " CAST(? AS DOUBLE PRECISION), CAST(? AS DOUBLE PRECISION))");
-    for (int first = 0; first < updates.size(); first += kChunk) {
-        const int count = qMin(kChunk, updates.size() - first);
-        QStringList rows;
-        for (int i = 0; i < count; ++i)
-            rows << oneRow;
-        QSqlQuery update(m_db);
-        update.prepare(QStringLiteral(
-                           "UPDATE portfolio_lines SET side = v.column3, trade_qty = v.column4,"
-                           " position_weight = v.column5, entrust_type = v.column6,"
-                           " batch_entrust_prop = v.column7, customer_price = v.column8, limit_price = v.column9"
-                           " FROM (VALUES %1) AS v WHERE portfolio_lines.portfolio_id = ?"
-                           " AND portfolio_lines.security_id = v.column1"
-                           " AND portfolio_lines.security_exchange = v.column2")
-                           .arg(rows.join(QLatin1Char(','))));
-        for (int i = first; i < first + count; ++i) {
-            update.addBindValue(updates.at(i).securityId);
-            update.addBindValue(updates.at(i).exchange);
-            bindLine(update, updates.at(i));
-        }
-        update.addBindValue(portfolioId);
-        if (!run(update, error))
+    if (!updates.isEmpty()) {
+        Statement update = statement(QStringLiteral(
+            "UPDATE portfolio_lines SET (%1) = (v.%2) FROM %3 WHERE portfolio_lines.portfolio_id = CAST(? AS BIGINT)"
+            " AND portfolio_lines.security_id = v.security_id AND portfolio_lines.security_exchange = v.security_exchange")
+                                         .arg(kLineDataColumns,
+                                              QString(kLineDataColumns).replace(QLatin1String(", "), QLatin1String(", v.")),
+                                              linesSource()));
+        update->bindValue(0, linesJson(updates, -1));
+        update->bindValue(1, portfolioId);
+        if (!run(*update, error))
             return false;
     }
     int failed = -1;
@@ -768,10 +775,9 @@ bool SqlPortfolioStore::replaceLines(qint64 portfolioId, const QList<PortfolioLi
 
 bool SqlPortfolioStore::clearLines(qint64 portfolioId, QString *error)
 {
-    QSqlQuery query(m_db);
-    query.prepare(QStringLiteral("DELETE FROM portfolio_lines WHERE portfolio_id = ?"));
-    query.addBindValue(portfolioId);
-    return run(query, error);
+    Statement query = statement(QStringLiteral("DELETE FROM portfolio_lines WHERE portfolio_id = ?"));
+    query->addBindValue(portfolioId);
+    return run(*query, error);
 }
 
 bool SqlPortfolioStore::addOrderBatch(qint64 portfolioId, const QString &state,

@@ -3,6 +3,7 @@
 #include "databaseaddress.h"
 #include "portfoliorecords.h"
 
+#include <QHash>
 #include <QList>
 #include <QSqlDatabase>
 #include <QSet>
@@ -93,13 +94,13 @@ public:
                        QList<PortfolioRecord> *out, QString *nextAfter, QString *error,
                        const QStringList &numbers = QStringList());
 
-    // Appends lines after the portfolio's last one, in a few statements (a round trip to a
-    // database server each); all or none. Refused when the portfolio already holds one of
+    // Appends lines after the portfolio's last one, in one statement whatever their
+    // number; all or none. Refused when the portfolio already holds one of
     // the securities on that market (*failedIndex names the line) or would pass kMaxLines
     // (*failedIndex -1).
     bool addLines(qint64 portfolioId, const QList<PortfolioLine> &lines, int *failedIndex, QString *error);
     // Overwrites the lines of the same security and market in place and appends the
-    // others, in a few statements; a security named twice keeps the later line. All or
+    // others, in two statements; a security named twice keeps the later line. All or
     // none.
     bool replaceLines(qint64 portfolioId, const QList<PortfolioLine> &lines, QString *error);
     bool clearLines(qint64 portfolioId, QString *error);
@@ -117,15 +118,40 @@ private:
     // `duplicate`, any other failure with the database's own text.
     bool execUnique(QSqlQuery &query, const QString &duplicate, QString *error);
     // The security and market of every line the portfolio holds, and its last line number.
+    // The rows of a JSON array of lines (linesJson()) bound to a parameter, as a table `v`
+    // with the columns of portfolio_lines.
+    QString linesSource() const;
     bool heldLines(qint64 portfolioId, QSet<QPair<QString, QString>> *keys, qint64 *lastLine, QString *error);
     bool nextNumber(const QString &sequence, qint64 *value, QString *error);
     bool resolveStrategy(qint64 userId, const QString &strategyNo, QVariant *strategyId,
                          QString *error);
+
+    // A statement of the cache below, its result let go when this goes out of scope (an
+    // open SQLite read would otherwise pin a snapshot of the database).
+    class Statement
+    {
+    public:
+        explicit Statement(QSqlQuery *query) : m_query(query) {}
+        Statement(const Statement &) = delete;
+        Statement &operator=(const Statement &) = delete;
+        ~Statement() { m_query->finish(); }
+        QSqlQuery &operator*() const { return *m_query; }
+        QSqlQuery *operator->() const { return m_query; }
+
+    private:
+        QSqlQuery *m_query;
+    };
+    // The statements of every request, prepared once per connection and then only bound
+    // and run: on PostgreSQL a statement prepared afresh costs a PREPARE and a DEALLOCATE
+    // round trip besides its EXECUTE. Values are bound anew for every run.
+    // A statement that does not prepare is not kept; running it gives the reason.
+    Statement statement(const QString &sql);
 
     QString m_connectionName;
     QSqlDatabase m_db;
     bool m_postgres = false;
     QString m_displayName;
     int m_versionBeforeOpen = 0;
-    // The line insert runs once per line of every detail request: prepared once.
+    QHash<QString, QSqlQuery> m_statements;
+    QSqlQuery m_unprepared;  // the last statement that did not prepare
 };

@@ -236,6 +236,24 @@ void tst_SqlStore::awkwardNamesStoredExactly()
         QVERIFY2(store.createStrategy(user, &label, &error), qPrintable(error));
         portfolio.strategyNo = label.strategyNo;
         QVERIFY2(store.createPortfolio(user, &portfolio, &error), qPrintable(error));
+        // Lines travel to the database as JSON: texts, a quantity past a double's exact
+        // integers and fractions that print long must come back as they went.
+        PortfolioRef ref;
+        PortfolioLine line;
+        line.securityId = name;
+        line.exchange = QStringLiteral("SH");
+        line.entrustProp = name;
+        line.tradeQty = (Q_INT64_C(1) << 53) + 1;
+        line.positionWeight = 0.1 + 0.2;
+        line.customerPrice = 1e-7;
+        PortfolioLine later = line;
+        later.securityId += QStringLiteral("2");
+        int failed = -1;
+        QVERIFY2(store.findPortfolio(portfolio.portfolioNo, &ref, &error)
+                     && store.addLines(ref.id, {line}, &failed, &error), qPrintable(error));
+        line.tradeQty += 2;
+        line.limitPrice = 12345.678;
+        QVERIFY2(store.replaceLines(ref.id, {later, line}, &error), qPrintable(error));
     }
     QVERIFY2(store.commit(&error), qPrintable(error));
 
@@ -249,6 +267,15 @@ void tst_SqlStore::awkwardNamesStoredExactly()
         QCOMPARE(list.at(i).name, names.at(i));
         QCOMPARE(list.at(i).strategyName, names.at(i));
         QCOMPARE(list.at(i).extension, names.at(i));
+        const QList<PortfolioLine> &lines = list.at(i).lines;
+        QCOMPARE(lines.size(), 2);
+        QCOMPARE(lines.at(0).securityId, names.at(i));
+        QCOMPARE(lines.at(0).entrustProp, names.at(i));
+        QCOMPARE(lines.at(0).tradeQty, (Q_INT64_C(1) << 53) + 3);
+        QCOMPARE(lines.at(0).positionWeight, 0.1 + 0.2);
+        QCOMPARE(lines.at(0).customerPrice, 1e-7);
+        QCOMPARE(lines.at(0).limitPrice, 12345.678);
+        QCOMPARE(lines.at(1).securityId, names.at(i) + QStringLiteral("2"));
     }
 }
 
