@@ -33,6 +33,8 @@ namespace {
 const QString kSource = QStringLiteral("backend");
 // A creation whose lines have not come after this long was cut off with its server.
 constexpr int kAbandonedAfterSec = 600;
+// How often a server on PostgreSQL looks at its database connection while idle.
+constexpr int kDatabaseWatchMs = 3000;
 const QString kCreate = QStringLiteral("c");
 const QString kUpdate = QStringLiteral("u");
 const int kMaxPortfolioNameLength = 25;
@@ -246,6 +248,11 @@ bool BackendService::open(QString *error)
     // PostgreSQL another server may be in the middle of one, so only old ones are, now
     // and every minute.
     if (m_store.isPostgres()) {
+        if (!m_watchdog) {
+            m_watchdog = new QTimer(this);
+            connect(m_watchdog, &QTimer::timeout, this, &BackendService::watchDatabase);
+            m_watchdog->start(kDatabaseWatchMs);
+        }
         auto sweep = [this] {
             dropPendingOf(QString(), QDateTime::currentDateTimeUtc().addSecs(-kAbandonedAfterSec)
                                          .toString(Qt::ISODateWithMs));
@@ -312,6 +319,9 @@ void BackendService::close()
     if (!m_channel.isEmpty() && m_store.isOpen())
         m_store.database().driver()->unsubscribeFromNotification(m_channel);
     m_channel.clear();
+    delete m_watchdog;
+    m_watchdog = nullptr;
+    m_databaseLost.clear();
     m_store.close();
     m_userOfClient.clear();
     m_markingClients.clear();
@@ -462,17 +472,11 @@ void BackendService::handle(quint64 clientId, const CMessageCommon &request)
     bool ok = false;
     if (!handler) {
         error = QStringLiteral("未知的请求类型：%1").arg(request.GetType().toString());
-    } else if (!m_store.isOpen()) {
-        error = QStringLiteral("数据库未打开");
+    } else if (!databaseReady(&error)) {
     } else if (!body.SetUnPackMsg(request.GetMsg())) {
         error = QStringLiteral("请求内容无法解析：%1").arg(type);
-    } else if (m_store.begin(&error)) {
-        error = refusal(clientId, type, body);
-        ok = error.isEmpty() && (this->*handler)(clientId, body, &result, &outcome, &error);
-        if (ok)
-            ok = m_store.commit(&error);
-        else
-            m_store.rollback();
+    } else {
+        ok = transact(clientId, type, handler, body, &result, &outcome, &error);
     }
     if (ok && !outcome.boundUser.isEmpty())
         m_userOfClient.insert(clientId, outcome.boundUser);
@@ -481,6 +485,84 @@ void BackendService::handle(quint64 clientId, const CMessageCommon &request)
         for (const Notice &notice : qAsConst(outcome.notices))
             notify(clientId, notice);
     }
+}
+
+bool BackendService::transact(quint64 clientId, const QString &type, Handler handler,
+                              const CUnPackMessageCommon &body, CPackMessageCommon *result, Outcome *outcome,
+                              QString *error)
+{
+    for (int attempt = 1;; ++attempt) {
+        bool committing = false;
+        bool ok = m_store.begin(error);
+        if (ok) {
+            *error = refusal(clientId, type, body);
+            ok = error->isEmpty() && (this->*handler)(clientId, body, result, outcome, error);
+            if (ok) {
+                committing = true;
+                ok = m_store.commit(error);
+            } else {
+                m_store.rollback();
+            }
+        }
+        if (ok || m_store.isAlive())
+            return ok;
+        // The database server went away (restarted, or the link to it cut), taking the
+        // open transaction with it: nothing of this request was kept, so after connecting
+        // again it runs once more and the desk sees only a short wait. A commit that was
+        // cut off may have been carried out, so that request is not repeated.
+        const QString cause = *error;
+        const bool reconnected = reconnectDatabase(cause);
+        if (committing) {
+            *error = QStringLiteral("数据库连接在提交时中断，请刷新后确认结果：%1").arg(cause);
+            return false;
+        }
+        if (!reconnected || attempt == 2) {
+            *error = QStringLiteral("数据库连接中断，正在重新连接：%1").arg(cause);
+            return false;
+        }
+        *result = CPackMessageCommon();
+        *outcome = Outcome();
+        error->clear();
+    }
+}
+
+bool BackendService::reconnectDatabase(const QString &cause)
+{
+    if (m_databaseLost.isEmpty())
+        qCWarning(lcService).noquote() << "database connection lost:" << cause;
+    m_databaseLost = cause;
+    const bool listening = !m_channel.isEmpty() || m_store.isPostgres();
+    m_channel.clear();
+    QString error;
+    if (m_store.open(m_options.databasePath, &error) && (!listening || listenToOtherServers(&error))) {
+        qCInfo(lcService).noquote() << "database connected again:" << m_store.displayName();
+        m_databaseLost.clear();
+        return true;
+    }
+    m_store.close();
+    qCWarning(lcService).noquote() << "database not reached; trying again:" << error;
+    return false;
+}
+
+void BackendService::watchDatabase()
+{
+    // An idle server learns of a lost connection here, and not from the next request: the
+    // notices of the other servers come over that connection.
+    if (!m_databaseLost.isEmpty() || !m_store.isAlive())
+        reconnectDatabase(m_databaseLost.isEmpty() ? QStringLiteral("数据库无应答") : m_databaseLost);
+}
+
+bool BackendService::databaseReady(QString *error)
+{
+    if (m_store.isOpen())
+        return true;
+    // The driver found its PostgreSQL connection dead: open it again now, once; while the
+    // server stays away, the watchdog tries.
+    if (m_watchdog && m_databaseLost.isEmpty() && reconnectDatabase(QStringLiteral("数据库连接已断开")))
+        return true;
+    *error = m_databaseLost.isEmpty() ? QStringLiteral("数据库未打开")
+                                      : QStringLiteral("数据库连接中断，正在重新连接：%1").arg(m_databaseLost);
+    return false;
 }
 
 QString BackendService::refusal(quint64 clientId, const QString &type, const CUnPackMessageCommon &body)
@@ -538,9 +620,8 @@ void BackendService::handlePasswordLogin(quint64 clientId, const CMessageCommon 
     }
     Credentials::Stored stored;
     QString error;
-    if (!m_store.isOpen() || !Credentials::lookup(m_store.database(), user.left(256), &stored, &error)) {
-        sendAnswer(clientId, request, false, error.isEmpty() ? QStringLiteral("数据库未打开") : error,
-                   CPackMessageCommon());
+    if (!databaseReady(&error) || !Credentials::lookup(m_store.database(), user.left(256), &stored, &error)) {
+        sendAnswer(clientId, request, false, error, CPackMessageCommon());
         return;
     }
     // The digest takes tens of milliseconds: the service answers others meanwhile.

@@ -24,6 +24,8 @@ class CUnPackMessageCommon;
 // as one database transaction. Its market feed publishes level-1 records of the symbols
 // each client subscribed to. A request with id 0 is answered by nobody: the client sent
 // it without waiting, and a failure is only logged.
+class QTimer;
+
 class BackendService : public QObject
 {
     Q_OBJECT
@@ -104,6 +106,16 @@ private:
     static const QHash<QString, Handler> &handlers();
 
     void handle(quint64 clientId, const CMessageCommon &request);
+    // Runs a request as one transaction; on a lost database connection, connects again and
+    // runs it once more unless its commit was under way.
+    bool transact(quint64 clientId, const QString &type, Handler handler, const CUnPackMessageCommon &body,
+                  CPackMessageCommon *result, Outcome *outcome, QString *error);
+    // Opens the database again after its connection was lost for `cause`; false (and the
+    // store closed, requests answered with the cause) until the server is back.
+    bool reconnectDatabase(const QString &cause);
+    void watchDatabase();
+    // Whether requests may go to the database; why not in *error.
+    bool databaseReady(QString *error);
     // Why a logged-in client may not send this request (another user's data), or empty.
     QString refusal(quint64 clientId, const QString &type, const CUnPackMessageCommon &body);
     // A login with a password: checked on a pool thread, answered on this one; a failed
@@ -173,6 +185,8 @@ private:
     QSet<quint64> m_markingClients;
     QSet<quint64> m_remoteClients;           // clients that must log in with a password
     QString m_channel;  // PostgreSQL: where the servers of this database tell each other
+    QString m_databaseLost;  // why the database connection went, while it is gone
+    QTimer *m_watchdog = nullptr;  // PostgreSQL: looks at the connection, connects again
     const QString m_instance = QUuid::createUuid().toString(QUuid::WithoutBraces);
     struct FailedLogins
     {

@@ -217,6 +217,14 @@ void SqlPortfolioStore::close()
     QSqlDatabase::removeDatabase(m_connectionName);
 }
 
+bool SqlPortfolioStore::isAlive()
+{
+    if (!m_postgres || !m_db.isOpen())
+        return m_db.isOpen();
+    QSqlQuery probe(m_db);
+    return probe.exec(QStringLiteral("SELECT 1"));
+}
+
 SqlPortfolioStore::Statement SqlPortfolioStore::statement(const QString &sql)
 {
     auto it = m_statements.find(sql);

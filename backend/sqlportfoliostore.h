@@ -36,6 +36,8 @@ public:
     bool open(const QString &database, QString *error);
     void close();
     bool isOpen() const { return m_db.isOpen(); }
+    // Open, and on PostgreSQL the server still answers (a round trip).
+    bool isAlive();
     bool isPostgres() const { return m_postgres; }
     // The database as logs and messages name it: never with a password.
     QString displayName() const { return m_displayName; }

@@ -23,6 +23,7 @@ if [ "${1:-}" = --inside ]; then
         done
         printf '%s' "$out"
     }
+    export TZ_TEST_PG_CLUSTER="$PGVERSION regress"  # the cluster pg_virtualenv made
     export TZ_TEST_PG_URL="postgresql://$(urlencode "$PGUSER"):$(urlencode "$PGPASSWORD")@$PGHOST:$PGPORT/$(urlencode "$PGDATABASE")"
     exec "$@"
 fi

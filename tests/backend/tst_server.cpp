@@ -130,6 +130,7 @@ private slots:
     void operatorAddsUsersFromTheCommandLine();
     void desksOnOneDataFolderShareTheFirstOnesBackEnd();
     void twoServersOnOneDatabaseKeepDesksInStep();
+    void aRestartedDatabaseIsConnectedAgain();
     void aCreationCutOffLeavesNothing();  // and a change cut off keeps the old lines
     void aServerKilledMidCreationLeavesNothing();
 
@@ -568,6 +569,70 @@ void tst_Server::twoServersOnOneDatabaseKeepDesksInStep()
     for (const QVariantMap &row : answer.rows())
         renamed = renamed || row.value(RequestField::portfolioName).toString() == QStringLiteral("另一台服务器");
     QVERIFY(renamed);
+}
+
+void tst_Server::aRestartedDatabaseIsConnectedAgain()
+{
+    if (!TestDatabase::onPostgres())
+        QSKIP("a database server restarts on PostgreSQL only");
+    startServer();
+    BackendService::Options options;
+    options.databasePath = m_address;
+    options.feedManualClock = true;
+    BackendService otherService(options);
+    QString error;
+    QVERIFY2(otherService.open(&error), qPrintable(error));
+    WebSocketServer::Options serverOptions;
+    serverOptions.port = 0;
+    WebSocketServer otherServer(&otherService, serverOptions);
+    QVERIFY2(otherServer.listen(&error), qPrintable(error));
+    Desk here(m_server->url());
+    Desk there(otherServer.url());
+    QVERIFY(here.login(QStringLiteral("demo"), kPassword));
+    QVERIFY(there.login(QStringLiteral("demo"), kPassword));
+    CUnPackMessageCommon answer;
+    QVERIFY(here.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    const QString number = answer.rows().first().value(RequestField::portfolioNo).toString();
+    const auto rename = [&](Desk &desk, const QString &name) {
+        CPackMessageCommon body = userBody(QStringLiteral("demo"));
+        body.AddVaule(RequestField::alterType, QStringLiteral("u"));
+        body.AddVaule(RequestField::portfolioNo, number);
+        body.AddVaule(RequestField::portfolioName, name);
+        CUnPackMessageCommon renamed;
+        if (!desk.request(MsgType::alterPortfolioRequest, body, &renamed))
+            return QStringLiteral("no answer");
+        return Desk::ok(renamed) ? QString() : Desk::text(renamed);
+    };
+
+    // Restarted between two requests: the next one meets the dead connection, which is
+    // opened again, and goes through as if nothing happened.
+    if (!TestDatabase::controlServer(QStringLiteral("restart")))
+        QSKIP("no PostgreSQL cluster this run may restart (run through tests/backend/run_pg.sh)");
+    QCOMPARE(rename(here, QStringLiteral("重启之后")), QString());
+
+    // Down: a clear answer at once, not a wait.
+    QVERIFY(TestDatabase::controlServer(QStringLiteral("stop")));
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(rename(here, QStringLiteral("停机")).startsWith(QStringLiteral("数据库连接中断，正在重新连接")));
+    QVERIFY(clock.elapsed() < 5000);
+    QVERIFY(rename(there, QStringLiteral("停机")).startsWith(QStringLiteral("数据库连接中断，正在重新连接")));
+
+    // Back: both servers connect again by themselves, listen again to each other, and
+    // nothing was half-done meanwhile.
+    QVERIFY(TestDatabase::controlServer(QStringLiteral("start")));
+    QVERIFY(QTest::qWaitFor([&] { return rename(there, QStringLiteral("恢复之后")).isEmpty(); }, 15000));
+    QVERIFY(QTest::qWaitFor([&] { return !here.events.isEmpty(); }, 10000)
+            || (rename(there, QStringLiteral("再次恢复")).isEmpty()
+                && QTest::qWaitFor([&] { return !here.events.isEmpty(); }, 5000)));
+    QVERIFY(here.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
+    QVERIFY(Desk::ok(answer));
+    QStringList names;
+    for (const QVariantMap &row : answer.rows())
+        names << row.value(RequestField::portfolioName).toString();
+    QVERIFY2(names.contains(QStringLiteral("恢复之后")) || names.contains(QStringLiteral("再次恢复")),
+             qPrintable(names.join(QLatin1Char(','))));
+    QVERIFY(!names.contains(QStringLiteral("停机")));
 }
 
 void tst_Server::aCreationCutOffLeavesNothing()

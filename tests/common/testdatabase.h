@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
+#include <QProcess>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
@@ -21,6 +22,14 @@ class TestDatabase
 public:
     static QString serverUrl() { return qEnvironmentVariable("TZ_TEST_PG_URL"); }
     static bool onPostgres() { return !serverUrl().isEmpty(); }
+    // Stops, starts or restarts the throw-away server with pg_ctlcluster; false when this
+    // run has no server it may control (run_pg.sh names its cluster).
+    static bool controlServer(const QString &action)
+    {
+        const QStringList cluster = qEnvironmentVariable("TZ_TEST_PG_CLUSTER").split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        return cluster.size() == 2
+            && QProcess::execute(QStringLiteral("pg_ctlcluster"), {cluster.at(0), cluster.at(1), action}) == 0;
+    }
 
     explicit TestDatabase(const QString &folder)
         : m_folder(folder)
