@@ -8,7 +8,7 @@
 #include "commandline.h"
 #include "cpackmessagecommon.h"
 #include "cunpackmessagecommon.h"
-#include "embeddedbackend.h"
+#include "datafolderbackend.h"
 #include "fieldkeys.h"
 #include "inprocesstransport.h"
 #include "iplugin.h"
@@ -29,7 +29,6 @@
 #include <QFileInfo>
 #include <QLibraryInfo>
 #include <QLocale>
-#include <QLockFile>
 #include <QThread>
 #include <QTimer>
 #include <QTranslator>
@@ -118,15 +117,16 @@ QString connectShared(const WebSocketTransport::Options &link, bool *connected)
 }
 
 // Joins the back end that the first tzapp of this data folder runs. That tzapp may still
-// be starting: its address file is awaited for a few seconds.
-QString connectLocal(const QString &endpointFile, const QString &user, bool *connected)
+// be starting: its address file is awaited for a few seconds. When it closes, the link
+// goes to the desk that takes over from it, which may be this one.
+QString connectLocal(DataFolderBackend &folder, const QString &user, bool *connected)
 {
     *connected = false;
     QString error;
     EmbeddedBackend::LocalEndpoint endpoint;
     QElapsedTimer clock;
     clock.start();
-    while (!EmbeddedBackend::readLocalEndpoint(endpointFile, &endpoint, &error) && clock.elapsed() < 10000)
+    while (!EmbeddedBackend::readLocalEndpoint(folder.endpointFile(), &endpoint, &error) && clock.elapsed() < 10000)
         QThread::msleep(200);
     if (endpoint.token.isEmpty())
         return QStringLiteral("本数据目录的后台由另一个 tzapp 运行，但无法连接：%1").arg(error);
@@ -134,6 +134,7 @@ QString connectLocal(const QString &endpointFile, const QString &user, bool *con
     link.url = endpoint.url;
     link.user = user;
     link.password = endpoint.token;
+    link.beforeReconnect = [&folder](QUrl *url, QString *password) { folder.follow(url, password); };
     const QString state = connectShared(link, connected);
     return *connected ? QStringLiteral("共用本机另一个 tzapp 的后台 · 用户 %1").arg(user) : state;
 }
@@ -206,30 +207,27 @@ int main(int argc, char *argv[])
 
     // The embedded back end runs on a thread of this process; a shared one elsewhere. The
     // lock says which tzapp of this data folder runs it.
-    EmbeddedBackend backend;
-    QLockFile dataLock(dataDir + QStringLiteral("/tzapp.lock"));
-    const QString endpointFile = dataDir + QStringLiteral("/tzapp-backend.json");
+    BackendService::Options backendOptions;
+    backendOptions.databasePath = options.databasePath.isEmpty()
+        ? dataDir + QStringLiteral("/tzapp.sqlite")
+        : options.databasePath;
+    DataFolderBackend folder(dataDir, backendOptions);
     QString user = options.user;
     QString state;
     bool linked = false;
+    bool followsFolder = false;  // linked to the back end another tzapp of the folder runs
     if (!options.backendUrl.isEmpty()) {
         if (!loginShared(options, &user, &state))
             return 0;
         linked = true;
-    } else if (dataLock.tryLock(0)) {
+    } else if (folder.tryLock()) {
         // The first desk on this data folder runs the back end and shares it.
-        BackendService::Options backendOptions;
-        backendOptions.databasePath = options.databasePath.isEmpty()
-            ? dataDir + QStringLiteral("/tzapp.sqlite")
-            : options.databasePath;
-        backendOptions.localToken = EmbeddedBackend::newLocalToken();
         QString error;
-        if (!backend.start(backendOptions, &error)) {
+        if (!folder.start(&error)) {
             qCritical().noquote() << "tzapp: the embedded back end did not start:" << error;
             state = QStringLiteral("后台启动失败：%1").arg(error);
         } else {
-            if (!backend.shareLocally(endpointFile, &error))
-                qWarning().noquote() << "tzapp: other desks on this data folder cannot share the back end:" << error;
+            EmbeddedBackend &backend = folder.backend();
             MessageBus::instance()->start(new InProcessTransport(backend.service(), backend.newClientId()));
             linked = login(user, error);
             state = linked ? QStringLiteral("嵌入式后台 · 用户 %1 · %2").arg(user, backendOptions.databasePath)
@@ -238,7 +236,8 @@ int main(int argc, char *argv[])
     } else {
         // Another tzapp runs the back end of this data folder: this desk uses it, so that
         // both see the same portfolios and prices as two desks of a shared back end do.
-        state = connectLocal(endpointFile, user, &linked);
+        state = connectLocal(folder, user, &linked);
+        followsFolder = true;
     }
     CBusinessDataBase::GetInstance()->SetLoginAccount(user);
 
@@ -252,8 +251,20 @@ int main(int argc, char *argv[])
         window.showAccounts();
     }
     // Later changes of the link (a lost connection, a reconnect) replace the line above.
-    QObject::connect(MessageBus::instance(), &MessageBus::connectionStateChanged, &window,
-                     &MainWindow::setBackendState, Qt::QueuedConnection);
+    // A desk of the folder's back end says whose it is: when the tzapp that ran it has
+    // closed, this one or another has taken it over.
+    QObject::connect(
+        MessageBus::instance(), &MessageBus::connectionStateChanged, &window,
+        [&window, &folder, followsFolder, user](bool connected, const QString &text) {
+            if (!connected || !followsFolder)
+                window.setBackendState(connected, text);
+            else if (folder.runsHere())
+                window.setBackendState(true, QStringLiteral("本 tzapp 已接管本数据目录的后台 · 用户 %1 · %2")
+                                                 .arg(user, folder.options().databasePath));
+            else
+                window.setBackendState(true, QStringLiteral("共用本机另一个 tzapp 的后台 · 用户 %1").arg(user));
+        },
+        Qt::QueuedConnection);
     window.openStartPages();
     window.show();
 
@@ -271,7 +282,8 @@ int main(int argc, char *argv[])
 
     const int rc = app.exec();
     MessageBus::instance()->stop();
-    backend.stop();
+    // Before the plugins shut down, so that a desk linked to this one takes over at once.
+    folder.stop();
     plugins.shutdown();
     return rc;
 }

@@ -56,7 +56,11 @@ void WebSocketTransport::open()
     connect(m_socket, &QWebSocket::binaryMessageReceived, this, &WebSocketTransport::onMessage);
     m_retry = new QTimer(this);
     m_retry->setSingleShot(true);
-    connect(m_retry, &QTimer::timeout, this, &WebSocketTransport::connectNow);
+    connect(m_retry, &QTimer::timeout, this, [this] {
+        if (m_options.beforeReconnect)
+            m_options.beforeReconnect(&m_options.url, &m_options.password);
+        connectNow();
+    });
     m_heartbeat = new QTimer(this);
     m_heartbeat->setInterval(m_options.heartbeatMs);
     connect(m_heartbeat, &QTimer::timeout, this, [this] {

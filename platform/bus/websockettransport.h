@@ -5,6 +5,7 @@
 
 #include <QSet>
 #include <QUrl>
+#include <functional>
 
 class QTimer;
 class QWebSocket;
@@ -26,6 +27,10 @@ public:
         QString password;
         QString caFile;  // PEM certificates to trust besides the system's, for wss://
         int heartbeatMs = 30000;
+        // For a back end that may move (the one of a data folder, which another desk
+        // takes over when the desk that ran it closes): called on the transport's thread
+        // before each attempt to reconnect, it may change the address and the password.
+        std::function<void(QUrl *url, QString *password)> beforeReconnect;
     };
 
     explicit WebSocketTransport(const Options &options);

@@ -9,11 +9,13 @@
 #include "cpackmessagecommon.h"
 #include "credentials.h"
 #include "cunpackmessagecommon.h"
+#include "datafolderbackend.h"
 #include "embeddedbackend.h"
 #include "fieldkeys.h"
 #include "messagebus.h"
 #include "msgtypes.h"
 #include "sqlportfoliostore.h"
+#include "testbackend.h"
 #include "testdatabase.h"
 #include "tzcore.h"
 #include "websocketserver.h"
@@ -22,11 +24,13 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSqlQuery>
 #include <QTcpServer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <QWebSocket>
 #include <atomic>
 #include <functional>
@@ -129,12 +133,28 @@ private slots:
     void transportLogsInAndReconnectsByItself();
     void operatorAddsUsersFromTheCommandLine();
     void desksOnOneDataFolderShareTheFirstOnesBackEnd();
+    void aLinkedDeskTakesOverWhenTheFirstOneCloses();
     void twoServersOnOneDatabaseKeepDesksInStep();
     void aRestartedDatabaseIsConnectedAgain();
     void aCreationCutOffLeavesNothing();  // and a change cut off keeps the old lines
     void aServerKilledMidCreationLeavesNothing();
 
 private:
+    // Another server process on the same database, with a service of its own.
+    struct OtherServer
+    {
+        explicit OtherServer(const BackendService::Options &options)
+            : service(options), server(&service, [] {
+                WebSocketServer::Options any;
+                any.port = 0;
+                return any;
+            }())
+        {
+        }
+        BackendService service;
+        WebSocketServer server;
+    };
+    bool startOtherServer(std::unique_ptr<OtherServer> *other);
     void startServer(quint16 port = 0, WebSocketServer::Options options = {});
     void addUser(const QString &name, const QString &password);
 
@@ -180,6 +200,19 @@ void tst_Server::addUser(const QString &name, const QString &password)
                  && store.ensureUser(name, &id, &error)
                  && Credentials::setPassword(store.database(), id, password, &error) && store.commit(&error),
              qPrintable(error));
+}
+
+bool tst_Server::startOtherServer(std::unique_ptr<OtherServer> *other)
+{
+    BackendService::Options options;
+    options.databasePath = m_address;
+    options.feedManualClock = true;
+    *other = std::make_unique<OtherServer>(options);
+    QString error;
+    if ((*other)->service.open(&error) && (*other)->server.listen(&error))
+        return true;
+    qWarning().noquote() << "second server:" << error;
+    return false;
 }
 
 void tst_Server::startServer(quint16 port, WebSocketServer::Options options)
@@ -522,22 +555,102 @@ void tst_Server::desksOnOneDataFolderShareTheFirstOnesBackEnd()
     QVERIFY(!EmbeddedBackend::readLocalEndpoint(endpointFile, &endpoint, &error));
 }
 
+void tst_Server::aLinkedDeskTakesOverWhenTheFirstOneCloses()
+{
+    // Three tzapps on one data folder: the first runs the back end, two desks link to it.
+    BackendService::Options options;
+    options.databasePath = m_database->create(QStringLiteral("desk.sqlite"));
+    options.feedManualClock = true;
+    DataFolderBackend first(m_dir->path(), options);
+    DataFolderBackend second(m_dir->path(), options);
+    DataFolderBackend third(m_dir->path(), options);
+    QString error;
+    QVERIFY(first.tryLock());
+    QVERIFY2(first.start(&error), qPrintable(error));
+    QVERIFY(!second.tryLock());
+    EmbeddedBackend::LocalEndpoint endpoint;
+    QVERIFY2(EmbeddedBackend::readLocalEndpoint(first.endpointFile(), &endpoint, &error), qPrintable(error));
+    const auto linkOf = [&](DataFolderBackend &desk) {
+        WebSocketTransport::Options link;
+        link.url = endpoint.url;
+        link.user = QStringLiteral("demo");
+        link.password = endpoint.token;
+        link.beforeReconnect = [&desk](QUrl *url, QString *token) { desk.follow(url, token); };
+        return link;
+    };
+
+    // The second desk's link is on the bus thread, as in tzapp; the third's on this one.
+    MessageBus *bus = MessageBus::instance();
+    const auto stopBus = qScopeGuard([bus] { bus->stop(); });  // before the desks go
+    bus->start(new WebSocketTransport(linkOf(second)));
+    WebSocketTransport thirdLink(linkOf(third));
+    bool thirdUp = false;
+    QHash<quint64, CMessageCommon> thirdAnswers;
+    connect(&thirdLink, &Transport::stateChanged, this, [&](bool up) { thirdUp = up; });
+    connect(&thirdLink, &Transport::frameReceived, this, [&](const QByteArray &frame) {
+        CMessageCommon message;
+        if (message.fromWire(frame) && message.kind() == CMessageCommon::Answer)
+            thirdAnswers.insert(message.requestId(), message);
+    });
+    thirdLink.open();
+    QVERIFY(QTest::qWaitFor([&] { return bus->isConnected() && thirdUp; }, 10000));
+
+    const QVariantMap demo{{RequestField::userID, QStringLiteral("demo")}};
+    const TestBackend::Answer strategies = TestBackend::request(MsgType::queryStrategyRequest, demo);
+    QVERIFY(strategies.ok);
+    QVariantMap header = demo;
+    header.insert(RequestField::alterType, QStringLiteral("c"));
+    header.insert(RequestField::strategyNo, strategies.body.rows().first().value(RequestField::strategyNo));
+    header.insert(RequestField::portfolioName, QStringLiteral("接管前"));
+    const TestBackend::Answer created = TestBackend::createPortfolio(header);
+    QVERIFY(created.ok);
+
+    // The first desk closes. While this thread, and the third desk's link with it, sleeps,
+    // the second takes over on the bus thread; then the third follows it.
+    first.stop();
+    QElapsedTimer clock;
+    clock.start();
+    while (!second.runsHere() && clock.elapsed() < 10000)
+        QThread::msleep(20);
+    QVERIFY(second.runsHere());
+    QVERIFY(QTest::qWaitFor([&] { return !thirdUp; }, 5000));
+    QVERIFY(QTest::qWaitFor([&] { return bus->isConnected() && thirdUp; }, 20000));
+    QVERIFY(!third.runsHere());
+
+    const auto names = [](const CUnPackMessageCommon &list) {
+        QStringList names;
+        for (const QVariantMap &row : list.rows())
+            names << row.value(RequestField::portfolioName).toString();
+        return names;
+    };
+    const TestBackend::Answer listed = TestBackend::request(MsgType::queryPortfolioRequest, demo);
+    QVERIFY(listed.ok && names(listed.body).contains(QStringLiteral("接管前")));
+    QVariantMap rename = demo;
+    rename.insert(RequestField::alterType, QStringLiteral("u"));
+    rename.insert(RequestField::portfolioNo, created.body.GetValue(RequestField::portfolioNo));
+    rename.insert(RequestField::portfolioName, QStringLiteral("接管后"));
+    QVERIFY(TestBackend::request(MsgType::alterPortfolioRequest, rename).ok);
+
+    // The third desk lists the second's change.
+    CMessageCommon query = TestBackend::message(MsgType::queryPortfolioRequest, demo);
+    query.setKind(CMessageCommon::Request);
+    query.setRequestId(1);
+    thirdLink.send(query.toWire());
+    QVERIFY(QTest::qWaitFor([&] { return thirdAnswers.contains(1); }, 5000));
+    CUnPackMessageCommon answer;
+    QVERIFY(answer.SetUnPackMsg(thirdAnswers.value(1).GetMsg()));
+    QVERIFY(names(answer).contains(QStringLiteral("接管后")));
+}
+
 void tst_Server::twoServersOnOneDatabaseKeepDesksInStep()
 {
     if (!TestDatabase::onPostgres())
         QSKIP("two servers share a PostgreSQL database only");
     startServer();
     // A second server process on the same database, with a service of its own.
-    BackendService::Options options;
-    options.databasePath = m_address;
-    options.feedManualClock = true;
-    BackendService otherService(options);
-    QString error;
-    QVERIFY2(otherService.open(&error), qPrintable(error));
-    WebSocketServer::Options serverOptions;
-    serverOptions.port = 0;
-    WebSocketServer otherServer(&otherService, serverOptions);
-    QVERIFY2(otherServer.listen(&error), qPrintable(error));
+    std::unique_ptr<OtherServer> other;
+    QVERIFY(startOtherServer(&other));
+    WebSocketServer &otherServer = other->server;
 
     Desk here(m_server->url());
     Desk there(otherServer.url());
@@ -576,16 +689,10 @@ void tst_Server::aRestartedDatabaseIsConnectedAgain()
     if (!TestDatabase::onPostgres())
         QSKIP("a database server restarts on PostgreSQL only");
     startServer();
-    BackendService::Options options;
-    options.databasePath = m_address;
-    options.feedManualClock = true;
-    BackendService otherService(options);
-    QString error;
-    QVERIFY2(otherService.open(&error), qPrintable(error));
-    WebSocketServer::Options serverOptions;
-    serverOptions.port = 0;
-    WebSocketServer otherServer(&otherService, serverOptions);
-    QVERIFY2(otherServer.listen(&error), qPrintable(error));
+    // A second server process on the same database, with a service of its own.
+    std::unique_ptr<OtherServer> other;
+    QVERIFY(startOtherServer(&other));
+    WebSocketServer &otherServer = other->server;
     Desk here(m_server->url());
     Desk there(otherServer.url());
     QVERIFY(here.login(QStringLiteral("demo"), kPassword));
