@@ -178,6 +178,31 @@ bool lineFromRow(const QVariantMap &row, int rowNumber, PortfolioLine *line, QSt
     return true;
 }
 
+// A header that waits for its lines (PortfolioRef::replacingHeader), as stored.
+QString headerText(const PortfolioRecord &portfolio)
+{
+    return QString::fromUtf8(
+        QJsonDocument(QJsonObject{{QStringLiteral("name"), portfolio.name},
+                                  {QStringLiteral("strategyNo"), portfolio.strategyNo},
+                                  {QStringLiteral("defaultBasketSize"), QString::number(portfolio.defaultBasketSize)},
+                                  {QStringLiteral("extension"), portfolio.extension},
+                                  {QStringLiteral("paramType"), portfolio.paramType}})
+            .toJson(QJsonDocument::Compact));
+}
+
+PortfolioRecord headerFromText(const QString &portfolioNo, const QString &text)
+{
+    const QJsonObject json = QJsonDocument::fromJson(text.toUtf8()).object();
+    PortfolioRecord portfolio;
+    portfolio.portfolioNo = portfolioNo;
+    portfolio.name = json.value(QStringLiteral("name")).toString();
+    portfolio.strategyNo = json.value(QStringLiteral("strategyNo")).toString();
+    portfolio.defaultBasketSize = json.value(QStringLiteral("defaultBasketSize")).toString().toLongLong();
+    portfolio.extension = json.value(QStringLiteral("extension")).toString();
+    portfolio.paramType = json.value(QStringLiteral("paramType")).toInt();
+    return portfolio;
+}
+
 QVariantMap lineToMap(const PortfolioLine &line)
 {
     return {{RequestField::securityID, line.securityId},
@@ -876,14 +901,24 @@ bool BackendService::alterPortfolio(quint64 clientId, const CUnPackMessageCommon
         portfolio.paramType = PortfolioExtension::paramType(extension);
     }
 
-    const bool stored = alterType == kCreate
-                            ? m_store.createPortfolio(userId, &portfolio, error)
-                            : m_store.updatePortfolio(userId, portfolio, error);
+    PortfolioRef replaced;
+    if (alterType != kCreate && !m_store.findPortfolio(portfolio.portfolioNo, &replaced, error))
+        return false;
+    // A desk replacing the portfolio sends its header between the clear and the lines:
+    // the header waits and goes in with the lines, so that a connection cut before them
+    // leaves the old portfolio whole. What would refuse it then refuses it now.
+    const bool waits = replaced.replacingSession == sessionOf(clientId);
+    const bool stored = alterType == kCreate ? m_store.createPortfolio(userId, &portfolio, error)
+                        : waits ? m_store.checkPortfolioUpdate(userId, portfolio, error)
+                                && m_store.setReplacingHeader(replaced.id, headerText(portfolio), error)
+                                : m_store.updatePortfolio(userId, portfolio, error);
     if (!stored)
         return false;
     answer->AddVaule(RequestField::portfolioNo, portfolio.portfolioNo);
     answer->AddVaule(RequestField::createTime, portfolio.createTime);
     answer->AddVaule(RequestField::portParamType, portfolio.paramType);
+    if (waits)
+        return true;  // the lines announce the change
     if (alterType != kCreate) {
         outcome->notices.append({user, PORTFOLIO_NEW_OR_UPDATE, portfolio.portfolioNo});
         return true;
@@ -916,9 +951,14 @@ bool BackendService::alterPortfolioDetail(quint64 clientId, const CUnPackMessage
     }
     if (completes && !m_store.setPending(portfolio.id, QString(), error))
         return false;
-    // The lines this session cleared before are replaced now, in this transaction.
+    // The lines this session cleared before are replaced now, in this transaction, and the
+    // header it sent meanwhile goes in with them.
     if (portfolio.replacingSession == sessionOf(clientId)
-        && (!m_store.clearLines(portfolio.id, error) || !m_store.setReplacing(portfolio.id, QString(), error)))
+        && (!m_store.clearLines(portfolio.id, error)
+            || (!portfolio.replacingHeader.isEmpty()
+                && !m_store.updatePortfolio(portfolio.userId, headerFromText(portfolioNo, portfolio.replacingHeader),
+                                            error))
+            || !m_store.setReplacing(portfolio.id, QString(), error)))
         return false;
     const QList<QVariantMap> &rows = request.rows();
     QList<PortfolioLine> lines;

@@ -208,6 +208,9 @@ const std::vector<Migration> &migrationList()
          {QStringLiteral("ALTER TABLE portfolios ADD COLUMN replacing_session TEXT"),
           QStringLiteral("ALTER TABLE portfolios ADD COLUMN replacing_since TEXT")},
          {}},
+        {8, QStringLiteral("a replaced portfolio's new header waits with its old lines until the new lines come"),
+         {QStringLiteral("ALTER TABLE portfolios ADD COLUMN replacing_header TEXT")},
+         {}},
     };
     return list;
 }

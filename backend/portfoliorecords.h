@@ -50,4 +50,5 @@ struct PortfolioRef
     QString userName;
     QString pendingSession;    // the session whose creation is not complete yet, or empty
     QString replacingSession;  // the session that cleared the lines and owes the new ones
+    QString replacingHeader;   // the header that session sent meanwhile (JSON), taken with the lines
 };

@@ -483,6 +483,26 @@ bool SqlPortfolioStore::updatePortfolio(qint64 userId, const PortfolioRecord &po
     return true;
 }
 
+bool SqlPortfolioStore::checkPortfolioUpdate(qint64 userId, const PortfolioRecord &portfolio, QString *error)
+{
+    QSqlQuery savepoint(m_db);
+    if (!savepoint.exec(QStringLiteral("SAVEPOINT header_check")))
+        return run(savepoint, error);
+    const bool ok = updatePortfolio(userId, portfolio, error);
+    if (!savepoint.exec(QStringLiteral("ROLLBACK TO SAVEPOINT header_check"))
+        || !savepoint.exec(QStringLiteral("RELEASE SAVEPOINT header_check")))
+        return run(savepoint, error);
+    return ok;
+}
+
+bool SqlPortfolioStore::setReplacingHeader(qint64 portfolioId, const QString &header, QString *error)
+{
+    Statement query = statement(QStringLiteral("UPDATE portfolios SET replacing_header = ? WHERE id = ?"));
+    query->addBindValue(header);
+    query->addBindValue(portfolioId);
+    return run(*query, error);
+}
+
 bool SqlPortfolioStore::loadPortfolio(qint64 userId, const QString &portfolioNo,
                                       PortfolioRecord *out, bool *found, QString *error)
 {
@@ -503,7 +523,8 @@ bool SqlPortfolioStore::loadPortfolio(qint64 userId, const QString &portfolioNo,
 bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *ref,
                                       QString *error)
 {
-    Statement query = statement(QStringLiteral("SELECT p.id, p.user_id, u.user_name, p.pending_session, p.replacing_session"
+    Statement query = statement(QStringLiteral("SELECT p.id, p.user_id, u.user_name, p.pending_session, p.replacing_session,"
+                                                    " p.replacing_header"
                                  " FROM portfolios p"
                                  " JOIN users u ON u.id = p.user_id WHERE p.portfolio_no = ?"));
     query->addBindValue(portfolioNo);
@@ -516,6 +537,7 @@ bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *
         ref->userName = query->value(2).toString();
         ref->pendingSession = query->value(3).toString();
         ref->replacingSession = query->value(4).toString();
+        ref->replacingHeader = query->value(5).toString();
     }
     return true;
 }
@@ -531,7 +553,7 @@ bool SqlPortfolioStore::setPending(qint64 portfolioId, const QString &session, Q
 
 bool SqlPortfolioStore::setReplacing(qint64 portfolioId, const QString &session, QString *error)
 {
-    Statement query = statement(QStringLiteral("UPDATE portfolios SET replacing_session = ?, replacing_since = ? WHERE id = ?"));
+    Statement query = statement(QStringLiteral("UPDATE portfolios SET replacing_session = ?, replacing_since = ?, replacing_header = NULL WHERE id = ?"));
     query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
     query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
     query->addBindValue(portfolioId);
@@ -542,15 +564,15 @@ bool SqlPortfolioStore::forgetReplacing(const QString &session, const QString &b
 {
     QSqlQuery query(m_db);
     if (!session.isEmpty()) {
-        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL"
+        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL, replacing_header = NULL"
                                      " WHERE replacing_session = ?"));
         query.addBindValue(session);
     } else if (!before.isEmpty()) {
-        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL"
+        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL, replacing_header = NULL"
                                      " WHERE replacing_session IS NOT NULL AND replacing_since < ?"));
         query.addBindValue(before);
     } else {
-        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL"
+        query.prepare(QStringLiteral("UPDATE portfolios SET replacing_session = NULL, replacing_since = NULL, replacing_header = NULL"
                                      " WHERE replacing_session IS NOT NULL"));
     }
     return run(query, error);

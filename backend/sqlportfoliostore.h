@@ -68,6 +68,9 @@ public:
     bool createPortfolio(qint64 userId, PortfolioRecord *portfolio, QString *error);
     // Rewrites name, strategy, default basket size and extension of a portfolio.
     bool updatePortfolio(qint64 userId, const PortfolioRecord &portfolio, QString *error);
+    // Whether updatePortfolio() would take this header (name free, strategy known,
+    // portfolio there), changing nothing.
+    bool checkPortfolioUpdate(qint64 userId, const PortfolioRecord &portfolio, QString *error);
     // *found is false when the user has no portfolio of that number. Lines not loaded.
     bool loadPortfolio(qint64 userId, const QString &portfolioNo, PortfolioRecord *out,
                        bool *found, QString *error);
@@ -84,7 +87,10 @@ public:
     // A session cleared the portfolio's lines to send new ones: the old lines stay until
     // they come (an empty session: they came). forgetReplacing() gives up the marks of a
     // session, or (session empty) those set before `before` (empty: all), old lines kept.
+    // A header sent while the lines are being replaced waits with the mark (see
+    // PortfolioRef::replacingHeader); setReplacing() and forgetReplacing() drop it.
     bool setReplacing(qint64 portfolioId, const QString &session, QString *error);
+    bool setReplacingHeader(qint64 portfolioId, const QString &header, QString *error);
     bool forgetReplacing(const QString &session, const QString &before, QString *error);
     // The user's portfolios with their lines, in display order.
     bool portfolios(qint64 userId, QList<PortfolioRecord> *out, QString *error);

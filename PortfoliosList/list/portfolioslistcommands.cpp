@@ -108,9 +108,11 @@ QString PortfoliosList::addToBackendAndStore(PortfolioDetailBasicInfo &detail)
     return m_presenter->AddPortfolioAndStore(detail);
 }
 
-// bAddFlag false replaces an existing portfolio: header, then the lines cleared and sent
-// again. The unit either completes or leaves the old portfolio as it was: when a later
-// step fails, the steps already made are undone with the old header and lines.
+// bAddFlag false replaces an existing portfolio: its lines cleared, the header, the new
+// lines. From the clear on, the back end keeps the old portfolio as it is and takes the new
+// header with the new lines, in one transaction, so that a connection cut in between
+// leaves the old portfolio whole. When a step fails, the old header and lines are sent in
+// the same way to end the replacement as it began.
 QString PortfoliosList::alterOnBackend(PortfolioDetailBasicInfo &detail)
 {
     PortfolioDetailBasicInfo *stored = PortfolioListBasicInfo::GetInstance()->GetPortfolioDetail(detail.PortfolioNo());
@@ -118,19 +120,15 @@ QString PortfoliosList::alterOnBackend(PortfolioDetailBasicInfo &detail)
         return QStringLiteral("组合%1不存在").arg(detail.PortfolioNo());
     PortfolioDetailBasicInfo old = *stored;
 
-    QString rc = m_presenter->AlterPortfolio(detail, false);
+    QString rc = m_presenter->ClearPortfolioDetail(detail);
     if (rc != QLatin1String("0"))
         return rc;
-    rc = m_presenter->ClearPortfolioDetail(detail);
+    rc = m_presenter->AlterPortfolio(detail, false);
+    if (rc == QLatin1String("0"))
+        rc = m_presenter->AlterPortfolioDetail(detail, true);
     if (rc != QLatin1String("0")) {
         m_presenter->AlterPortfolio(old, false);
-        return rc;
-    }
-    rc = m_presenter->AlterPortfolioDetail(detail, true);
-    if (rc != QLatin1String("0")) {
         m_presenter->AlterPortfolioDetail(old, true);
-        m_presenter->AlterPortfolio(old, false);
-        return rc;
     }
     return rc;
 }

@@ -823,7 +823,8 @@ void tst_Server::aCreationCutOffLeavesNothing()
         QTRY_COMPARE(watcher.events.size(), announced);
     }
 
-    // A change cut between clearing the lines and sending the new ones keeps the old.
+    // A change cut between clearing the lines and sending the new ones keeps the old, and
+    // the header sent in between waits for them: cut, it is gone too.
     {
         QVERIFY(watcher.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
         QString number;
@@ -837,15 +838,48 @@ void tst_Server::aCreationCutOffLeavesNothing()
         clear.AddVaule(RequestField::portfolioNo, number);
         QVERIFY(changer.request(MsgType::deletePortfolioDetailRequest, clear, &answer));
         QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+        CPackMessageCommon rename = userBody(QStringLiteral("demo"));
+        rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
+        rename.AddVaule(RequestField::portfolioNo, number);
+        rename.AddVaule(RequestField::portfolioName, QStringLiteral("改名未完"));
+        QVERIFY(changer.request(MsgType::alterPortfolioRequest, rename, &answer));
+        QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
         changer.socket.abort();
         QTRY_COMPARE(m_server->connectionCount(), 2);
-        QVERIFY(watcher.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
-        int kept = -1;
-        for (const QVariantMap &row : answer.rows()) {
-            if (row.value(RequestField::portfolioNo).toString() == number)
-                kept = row.value(RequestField::details).toList().size();
+        const auto kept = [&] {
+            QPair<QString, int> nameAndLines;
+            if (watcher.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer)) {
+                for (const QVariantMap &row : answer.rows()) {
+                    if (row.value(RequestField::portfolioNo).toString() == number)
+                        nameAndLines = {row.value(RequestField::portfolioName).toString(),
+                                        row.value(RequestField::details).toList().size()};
+                }
+            }
+            return nameAndLines;
+        };
+        QCOMPARE(kept(), qMakePair(QStringLiteral("断在表头后"), 1));
+        QCOMPARE(watcher.events.size(), announced);
+
+        // Complete, header and lines arrive together, announced once.
+        Desk finisher(m_server->url());
+        QVERIFY(finisher.login(QStringLiteral("demo"), kPassword));
+        for (const auto &step : {qMakePair(MsgType::deletePortfolioDetailRequest, clear),
+                                 qMakePair(MsgType::alterPortfolioRequest, rename)}) {
+            QVERIFY(finisher.request(step.first, step.second, &answer));
+            QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
         }
-        QCOMPARE(kept, 1);
+        QCOMPARE(kept(), qMakePair(QStringLiteral("断在表头后"), 1));
+        CPackMessageCommon twoLines = lines(number);
+        twoLines.AddRow();
+        twoLines.AddRowVaule({{RequestField::securityID, QStringLiteral("000001")},
+                              {RequestField::securityExchange, QStringLiteral("SZ")},
+                              {RequestField::side, QStringLiteral("1")},
+                              {RequestField::tradeQty, 200}});
+        twoLines.AddVaule(RequestField::subGroupNumber, 2);
+        QVERIFY(finisher.request(MsgType::alterPortfolioDetailRequest, twoLines, &answer));
+        QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+        QCOMPARE(kept(), qMakePair(QStringLiteral("改名未完"), 2));
+        QTRY_COMPARE(watcher.events.size(), announced + 1);
     }
 
     // A server killed between a header and its lines: the next start on the file drops
