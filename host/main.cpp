@@ -216,11 +216,20 @@ int main(int argc, char *argv[])
     QString state;
     bool linked = false;
     bool followsFolder = false;  // linked to the back end another tzapp of the folder runs
+    if (options.backendUrl.isEmpty() && !folder.tryLock()) {
+        // Another tzapp runs the back end of this data folder: this desk uses it, so that
+        // both see the same portfolios and prices as two desks of a shared back end do.
+        state = connectLocal(folder, user, &linked);
+        followsFolder = linked;
+        // That tzapp may have closed just now: then this one runs the back end.
+        if (!linked && folder.tryLock())
+            qInfo().noquote() << "tzapp: no back end to share on this data folder:" << state;
+    }
     if (!options.backendUrl.isEmpty()) {
         if (!loginShared(options, &user, &state))
             return 0;
         linked = true;
-    } else if (folder.tryLock()) {
+    } else if (!followsFolder && folder.tryLock()) {
         // The first desk on this data folder runs the back end and shares it.
         QString error;
         if (!folder.start(&error)) {
@@ -233,11 +242,6 @@ int main(int argc, char *argv[])
             state = linked ? QStringLiteral("嵌入式后台 · 用户 %1 · %2").arg(user, backendOptions.databasePath)
                            : QStringLiteral("后台登录失败：%1").arg(error);
         }
-    } else {
-        // Another tzapp runs the back end of this data folder: this desk uses it, so that
-        // both see the same portfolios and prices as two desks of a shared back end do.
-        state = connectLocal(folder, user, &linked);
-        followsFolder = true;
     }
     CBusinessDataBase::GetInstance()->SetLoginAccount(user);
 
