@@ -10,6 +10,7 @@ TZ_PACKAGES=(
   qtbase5-dev libqt5sql5-sqlite libqt5sql5-psql libqt5websockets5-dev
   libquazip1-qt5-dev libxlsxwriter-dev libbenchmark-dev
   zlib1g-dev                # inflating the parts of an .xlsx as they are read
+  libssl-dev                # the back end's password digests (PBKDF2)
   fonts-noto-cjk            # Chinese glyphs in the client and its screenshots
   qttranslations5-l10n      # Qt's own texts (file dialogs, message-box buttons) in Chinese
   python3-openpyxl          # benchmark comparison only
