@@ -35,6 +35,9 @@ const QString kSource = QStringLiteral("backend");
 constexpr int kAbandonedAfterSec = 600;
 // How often a server on PostgreSQL looks at its database connection while idle.
 constexpr int kDatabaseWatchMs = 3000;
+// What a desk is told while the database is away; the cause goes to the log.
+const QString kDatabaseAway = QStringLiteral("数据库连接中断，正在重新连接，请稍后重试");
+const QString kCommitCut = QStringLiteral("数据库连接在提交时中断，请刷新后确认结果");
 const QString kCreate = QStringLiteral("c");
 const QString kUpdate = QStringLiteral("u");
 const int kMaxPortfolioNameLength = 25;
@@ -538,11 +541,11 @@ bool BackendService::transact(quint64 clientId, const QString &type, Handler han
         const QString cause = *error;
         const bool reconnected = reconnectDatabase(cause);
         if (committing) {
-            *error = QStringLiteral("数据库连接在提交时中断，请刷新后确认结果：%1").arg(cause);
+            *error = kCommitCut;
             return false;
         }
         if (!reconnected || attempt == 2) {
-            *error = QStringLiteral("数据库连接中断，正在重新连接：%1").arg(cause);
+            *error = kDatabaseAway;
             return false;
         }
         *result = CPackMessageCommon();
@@ -586,7 +589,7 @@ bool BackendService::databaseReady(QString *error)
     if (m_watchdog && m_databaseLost.isEmpty() && reconnectDatabase(QStringLiteral("数据库连接已断开")))
         return true;
     *error = m_databaseLost.isEmpty() ? QStringLiteral("数据库未打开")
-                                      : QStringLiteral("数据库连接中断，正在重新连接：%1").arg(m_databaseLost);
+                                      : kDatabaseAway;
     return false;
 }
 

@@ -4,7 +4,7 @@
 // 200-line portfolio, rename it, change its lines, delete it). Prints throughput, request
 // latency (p50, p99), how long a change takes to reach the other desks (p50, p99), and
 // the server's memory with the desks working and with 1,000 idle desks logged in.
-// Usage: loadgen TZBACKEND [desks, default 100] [seconds, default 20] [--db URL]
+// Usage: loadgen TZBACKEND [desks, default 100] [seconds, default 20] [--db URL] [--restart-db-at S]
 
 #include "cmessagecommon.h"
 #include "cpackmessagecommon.h"
@@ -284,7 +284,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
     if (args.size() < 2) {
-        fprintf(stderr, "usage: loadgen TZBACKEND [desks] [seconds] [--db URL]\n");
+        fprintf(stderr, "usage: loadgen TZBACKEND [desks] [seconds] [--db URL] [--restart-db-at S]\n");
         return 2;
     }
     const QString backend = args.at(1);
@@ -354,6 +354,20 @@ int main(int argc, char **argv)
     pace.setInterval(qMax(1, 1000 / qMax(1, desks)));
     QObject::connect(&pace, &QTimer::timeout, [&] { working[size_t(slot++ % desks)]->tick(); });
     const qint64 started = clock.elapsed();
+    // --restart-db-at S: the PostgreSQL cluster of this run (run_pg.sh names it) restarts
+    // S seconds into the work, under the desks' requests.
+    const int restartAt = args.indexOf(QStringLiteral("--restart-db-at"));
+    QProcess restart;
+    if (restartAt > 0) {
+        const QStringList cluster = qEnvironmentVariable("TZ_TEST_PG_CLUSTER").split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        if (cluster.size() != 2) {
+            fprintf(stderr, "loadgen: --restart-db-at needs the cluster of tests/backend/run_pg.sh\n");
+            return 2;
+        }
+        QTimer::singleShot(args.value(restartAt + 1).toInt() * 1000, &restart, [&restart, cluster] {
+            restart.start(QStringLiteral("pg_ctlcluster"), {cluster.at(0), cluster.at(1), QStringLiteral("restart")});
+        });
+    }
     pace.start();
     waitFor([] { return false; }, seconds * 1000);
     pace.stop();
@@ -367,11 +381,12 @@ int main(int argc, char **argv)
     const int failures = stats.failures;
     const QString firstFailure = stats.firstFailure;
     waitFor([] { return false; }, 500);
-    fprintf(stderr, "loadgen: logging in 1,000 idle desks\n");
+    if (restartAt < 0)
+        fprintf(stderr, "loadgen: logging in 1,000 idle desks\n");
     std::vector<std::unique_ptr<Desk>> idle;
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < (restartAt < 0 ? 1000 : 0); ++i)
         idle.push_back(std::make_unique<Desk>(desks + i, url, symbols, clock, stats));
-    const bool idleConnected = waitFor([&] {
+    const bool idleConnected = restartAt < 0 && waitFor([&] {
         return std::all_of(idle.begin(), idle.end(), [](const auto &d) { return d->connected(); });
     }, 60000);
     for (auto &desk : idle)
@@ -383,8 +398,13 @@ int main(int argc, char **argv)
     const qint64 idleRss = idleReady ? residentKiB(server.processId()) : -1;
     idle.clear();
 
-    printf("desks: %d of one user, %.0f s, server on %s\n", desks, elapsed,
-           dbAt > 0 ? "PostgreSQL" : "SQLite");
+    printf("desks: %d of one user, %.0f s, server on %s%s\n", desks, elapsed,
+           dbAt > 0 ? "PostgreSQL" : "SQLite",
+           restartAt > 0 ? qPrintable(QStringLiteral(", restarted after %1 s (%2)")
+                                          .arg(args.value(restartAt + 1),
+                                               restart.exitStatus() == QProcess::NormalExit && restart.exitCode() == 0
+                                                   ? QStringLiteral("done") : QStringLiteral("failed")))
+                         : "");
     printf("throughput: %.0f requests/s answered (%d failed%s%s)\n", double(stats.latency.size()) / elapsed,
            failures, failures ? ": " : "", qPrintable(firstFailure));
     printf("request latency: p50 %.1f ms, p99 %.1f ms\n", percentile(stats.latency, 0.5),
