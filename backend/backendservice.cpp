@@ -38,6 +38,8 @@ constexpr int kDatabaseWatchMs = 3000;
 // What a desk is told while the database is away; the cause goes to the log.
 const QString kDatabaseAway = QStringLiteral("数据库连接中断，正在重新连接，请稍后重试");
 const QString kCommitCut = QStringLiteral("数据库连接在提交时中断，请刷新后确认结果");
+// How often requests held while the database is away try it again.
+constexpr int kHeldRetryMs = 200;
 const QString kCreate = QStringLiteral("c");
 const QString kUpdate = QStringLiteral("u");
 const int kMaxPortfolioNameLength = 25;
@@ -349,6 +351,7 @@ void BackendService::close()
     m_channel.clear();
     delete m_watchdog;
     m_watchdog = nullptr;
+    m_held.clear();
     m_databaseLost.clear();
     m_store.close();
     m_userOfClient.clear();
@@ -446,6 +449,9 @@ void BackendService::dropPendingOf(const QString &session, const QString &before
 
 void BackendService::onClientDetached(quint64 clientId)
 {
+    m_held.erase(std::remove_if(m_held.begin(), m_held.end(),
+                                [clientId](const HeldRequest &one) { return one.clientId == clientId; }),
+                 m_held.end());
     if (m_markingClients.remove(clientId))
         dropPendingOf(sessionOf(clientId), QString());
     // The session ends with the connection: a new one logs in again.
@@ -500,11 +506,15 @@ void BackendService::handle(quint64 clientId, const CMessageCommon &request)
     bool ok = false;
     if (!handler) {
         error = QStringLiteral("未知的请求类型：%1").arg(request.GetType().toString());
-    } else if (!databaseReady(&error)) {
+    } else if (!m_held.isEmpty() || !databaseReady(&error)) {
+        if (hold(clientId, request))
+            return;
     } else if (!body.SetUnPackMsg(request.GetMsg())) {
         error = QStringLiteral("请求内容无法解析：%1").arg(type);
     } else {
         ok = transact(clientId, type, handler, body, &result, &outcome, &error);
+        if (!ok && error == kDatabaseAway && hold(clientId, request))
+            return;
     }
     if (ok && !outcome.boundUser.isEmpty())
         m_userOfClient.insert(clientId, outcome.boundUser);
@@ -578,6 +588,41 @@ void BackendService::watchDatabase()
     // notices of the other servers come over that connection.
     if (!m_databaseLost.isEmpty() || !m_store.isAlive())
         reconnectDatabase(m_databaseLost.isEmpty() ? QStringLiteral("数据库无应答") : m_databaseLost);
+}
+
+bool BackendService::hold(quint64 clientId, const CMessageCommon &request)
+{
+    if (m_databaseLost.isEmpty() && m_held.isEmpty())
+        return false;
+    m_held.append({clientId, request, QDateTime::currentMSecsSinceEpoch()});
+    if (!m_heldRetry) {
+        m_heldRetry = new QTimer(this);
+        connect(m_heldRetry, &QTimer::timeout, this, &BackendService::retryHeld);
+    }
+    if (!m_heldRetry->isActive())
+        m_heldRetry->start(kHeldRetryMs);
+    return true;
+}
+
+void BackendService::retryHeld()
+{
+    if (!m_databaseLost.isEmpty())
+        reconnectDatabase(m_databaseLost);
+    QList<HeldRequest> held;
+    held.swap(m_held);
+    m_heldRetry->stop();
+    const qint64 tooOld = QDateTime::currentMSecsSinceEpoch() - m_options.databaseHoldMs;
+    for (const HeldRequest &one : qAsConst(held)) {
+        // In arrival order: those that still wait keep theirs, those that came before.
+        if (!m_databaseLost.isEmpty() && one.receivedMs < tooOld)
+            sendAnswer(one.clientId, one.request, false, kDatabaseAway, CPackMessageCommon());
+        else if (!m_databaseLost.isEmpty())
+            m_held.append(one);
+        else
+            handle(one.clientId, one.request);
+    }
+    if (!m_held.isEmpty() && !m_heldRetry->isActive())
+        m_heldRetry->start(kHeldRetryMs);
 }
 
 bool BackendService::databaseReady(QString *error)

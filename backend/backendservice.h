@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cmessagecommon.h"
 #include "faultinjector.h"
 #include "marketfeed.h"
 #include "sqlaccountstore.h"
@@ -13,7 +14,6 @@
 #include <QString>
 #include <QUuid>
 
-class CMessageCommon;
 class CPackMessageCommon;
 class CUnPackMessageCommon;
 
@@ -45,6 +45,9 @@ public:
         // password (read from a file only that user can read): such a desk logs in by
         // name, as one inside this process does. Empty: no such logins.
         QString localToken;
+        // A request that meets the database away (PostgreSQL restarting) waits this long
+        // for it, within the desks' 5 s time-out, before it is answered that it is away.
+        int databaseHoldMs = 3000;
     };
 
     explicit BackendService(const Options &options, QObject *parent = nullptr);
@@ -116,6 +119,9 @@ private:
     void watchDatabase();
     // Whether requests may go to the database; why not in *error.
     bool databaseReady(QString *error);
+    // While the database is away, requests wait for it in arrival order (false: not away).
+    bool hold(quint64 clientId, const CMessageCommon &request);
+    void retryHeld();
     // Why a logged-in client may not send this request (another user's data), or empty.
     QString refusal(quint64 clientId, const QString &type, const CUnPackMessageCommon &body);
     // A login with a password: checked on a pool thread, answered on this one; a failed
@@ -187,6 +193,14 @@ private:
     QString m_channel;  // PostgreSQL: where the servers of this database tell each other
     QString m_databaseLost;  // why the database connection went, while it is gone
     QTimer *m_watchdog = nullptr;  // PostgreSQL: looks at the connection, connects again
+    struct HeldRequest
+    {
+        quint64 clientId = 0;
+        CMessageCommon request;
+        qint64 receivedMs = 0;
+    };
+    QList<HeldRequest> m_held;
+    QTimer *m_heldRetry = nullptr;
     const QString m_instance = QUuid::createUuid().toString(QUuid::WithoutBraces);
     struct FailedLogins
     {
