@@ -575,10 +575,13 @@ bool BackendService::reconnectDatabase(const QString &cause)
     if (m_store.open(m_options.databasePath, &error) && (!listening || listenToOtherServers(&error))) {
         qCInfo(lcService).noquote() << "database connected again:" << m_store.displayName();
         m_databaseLost.clear();
+        m_reconnectError.clear();
         return true;
     }
     m_store.close();
-    qCWarning(lcService).noquote() << "database not reached; trying again:" << error;
+    if (error != m_reconnectError)  // tried every 0.2 s while requests wait: said once
+        qCWarning(lcService).noquote() << "database not reached; trying again:" << error;
+    m_reconnectError = error;
     return false;
 }
 

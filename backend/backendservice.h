@@ -192,6 +192,7 @@ private:
     QSet<quint64> m_remoteClients;           // clients that must log in with a password
     QString m_channel;  // PostgreSQL: where the servers of this database tell each other
     QString m_databaseLost;  // why the database connection went, while it is gone
+    QString m_reconnectError;  // why the last attempt to connect again failed
     QTimer *m_watchdog = nullptr;  // PostgreSQL: looks at the connection, connects again
     struct HeldRequest
     {
