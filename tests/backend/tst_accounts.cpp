@@ -43,6 +43,13 @@ QStringList column(const QList<QVariantMap> &rows, const QString &key)
     return values;
 }
 
+// The listed security a row names by code and market.
+const SecurityInfo *securityOf(const QVariantMap &row)
+{
+    return SecurityCatalog::instance().byCodeAndMarket(
+        row.value(RequestField::securityID).toString(), row.value(RequestField::securityExchange).toString());
+}
+
 QString positionKey(const QVariantMap &row)
 {
     return row.value(RequestField::securityExchange).toString() + QLatin1Char('/')
@@ -79,8 +86,7 @@ private slots:
     void cleanup();
 
     void accountsOnlyForTheirLoginUser();
-    void positionPagesWithoutGapsOrDuplicates();
-    void positionFilters();
+    void positionsPagedAndFiltered();
     void lendableAndContractsOnlyForCredit();
     void loadPositionsFile();
     void badLinesLeaveTheAccountUnchanged();
@@ -89,6 +95,8 @@ private slots:
 
 private:
     bool start(bool seed = true);
+    // Starts the back end and logs a desk in as the demo user.
+    std::unique_ptr<AccountClient> demoDesk(bool seed = true);
     void exec(const QString &sql);
     // Loads a file into an account through a store connection of its own.
     bool load(const QString &account, const QByteArray &bytes, bool replace,
@@ -128,6 +136,14 @@ bool tst_Accounts::start(bool seed)
     return m_backend->isRunning();
 }
 
+std::unique_ptr<AccountClient> tst_Accounts::demoDesk(bool seed)
+{
+    if (!start(seed))
+        return {};
+    auto desk = std::make_unique<AccountClient>(*m_backend);
+    return desk->login(DemoSeed::userName()).ok() ? std::move(desk) : nullptr;
+}
+
 void tst_Accounts::exec(const QString &sql)
 {
     {
@@ -161,27 +177,26 @@ void tst_Accounts::accountsOnlyForTheirLoginUser()
     // Before a login nothing is told, not even whether the account exists.
     const QString notLoggedIn = QStringLiteral("未登录，请先登录再查询账户");
     QCOMPARE(stranger.request(MsgType::queryAccountRequest).text(), notLoggedIn);
-    const Reply early = stranger.request(MsgType::queryPositionRequest,
-                                         {{AccountField::tradingAccount, kCash}});
+    const Reply early =
+        stranger.request(MsgType::queryPositionRequest, {{AccountField::tradingAccount, kCash}});
     QVERIFY(early.answered && !early.ok());
     QCOMPARE(early.text(), notLoggedIn);
 
     QVERIFY(demo.login(DemoSeed::userName()).ok());
     const Reply accounts = demo.request(MsgType::queryAccountRequest);
     QVERIFY(accounts.ok());
-    QCOMPARE(accounts.text(), QString());
     QCOMPARE(column(accounts.rows(), RequestField::securityExchange),
              QStringList({"SH", "SZ", "BJ", "HHK", "SZHK", "SH", "SZ"}));
     QCOMPARE(column(accounts.rows(), AccountField::securityAccount),
              QStringList({"A123456789", "0123456789", "0212345678", "A123456789", "0123456789",
                           "E987654321", "0687654321"}));
     const QVariantMap credit = accounts.rows().last();
-    QCOMPARE(credit.value(AccountField::fundAccount).toString(), kCredit);
-    QCOMPARE(credit.value(AccountField::tradingAccount).toString(), kCreditTrading);
-    QCOMPARE(credit.value(AccountField::fundProperty).toString(), FundProperty::credit);
-    QCOMPARE(credit.value(AccountField::accountName).toString(), QStringLiteral("演示信用账户"));
-    QCOMPARE(accounts.rows().first().value(AccountField::fundProperty).toString(),
-             FundProperty::normal);
+    QCOMPARE(QStringList({credit.value(AccountField::fundAccount).toString(),
+                          credit.value(AccountField::tradingAccount).toString(),
+                          credit.value(AccountField::fundProperty).toString(),
+                          credit.value(AccountField::accountName).toString()}),
+             QStringList({kCredit, kCreditTrading, FundProperty::credit, QStringLiteral("演示信用账户")}));
+    QCOMPARE(accounts.rows().first().value(AccountField::fundProperty).toString(), FundProperty::normal);
 
     // Positions by the trading account or by the fund account are the same.
     const QList<QVariantMap> byTrading = demo.positions(kCashTrading);
@@ -191,162 +206,127 @@ void tst_Accounts::accountsOnlyForTheirLoginUser()
     QCOMPARE(byTrading.first().value(AccountField::tradingAccount).toString(), kCashTrading);
     QVERIFY(demo.request(MsgType::queryMarginSecurityRequest,
                          {{AccountField::fundAccount, kCreditTrading}}).ok());
-
-    // Another user has no accounts and learns nothing of the demo user's.
-    QVERIFY(other.login(QStringLiteral("other")).ok());
-    const Reply none = other.request(MsgType::queryAccountRequest);
-    QVERIFY(none.ok());
-    QVERIFY(none.rows().isEmpty());
-    QCOMPARE(other.request(MsgType::queryPositionRequest, {{AccountField::tradingAccount, kCash}})
-                 .text(),
-             QStringLiteral("账号不存在：880010001"));
-    QCOMPARE(other.request(MsgType::queryMarginSecurityRequest,
-                           {{AccountField::fundAccount, kCredit}}).text(),
-             QStringLiteral("账号不存在：880020002"));
-    QCOMPARE(other.request(MsgType::QuerySecurityCashcompactRequest,
-                           {{AccountField::fundAccount, kCreditTrading}}).text(),
-             QStringLiteral("账号不存在：88002000201"));
     QCOMPARE(demo.request(MsgType::queryPositionRequest,
                           {{AccountField::tradingAccount, QStringLiteral("123")}}).text(),
              QStringLiteral("账号不存在：123"));
+
+    // Another user learns nothing of the demo user's accounts.
+    QVERIFY(other.login(QStringLiteral("other")).ok());
+    const QList<QPair<QString, QVariantMap>> queries = {
+        {MsgType::queryPositionRequest, {{AccountField::tradingAccount, kCash}}},
+        {MsgType::queryMarginSecurityRequest, {{AccountField::fundAccount, kCredit}}},
+        {MsgType::QuerySecurityCashcompactRequest, {{AccountField::fundAccount, kCreditTrading}}}};
+    for (const auto &query : queries)
+        QCOMPARE(other.request(query.first, query.second).text(),
+                 QStringLiteral("账号不存在：") + query.second.first().toString());
 }
 
-void tst_Accounts::positionPagesWithoutGapsOrDuplicates()
+void tst_Accounts::positionsPagedAndFiltered()
 {
-    QVERIFY(start());
-    AccountClient demo(*m_backend);
-    QVERIFY(demo.login(DemoSeed::userName()).ok());
-    const QList<QVariantMap> all = demo.positions(kCash);
+    const auto demo = demoDesk();
+    QVERIFY(demo);
+    // One page of an account's positions, with more fields.
+    const auto page = [&](const QString &account, QVariantMap fields) {
+        fields.insert(AccountField::tradingAccount, account);
+        return demo->request(MsgType::queryPositionRequest, fields);
+    };
+    const QList<QVariantMap> all = demo->positions(kCash);
     QCOMPARE(all.size(), 40);
     // Real listed securities on each of the five markets, by market in list order and
     // then by code; some not yet available, bought today.
+    const QStringList marketOrder = {"SH", "SZ", "BJ", "HHK", "SZHK"};
     QStringList order, markets;
     int partlyAvailable = 0;
     for (const QVariantMap &row : all) {
         const QString market = row.value(RequestField::securityExchange).toString();
-        const SecurityInfo *security = SecurityCatalog::instance().byCodeAndMarket(
-            row.value(RequestField::securityID).toString(), market);
+        const SecurityInfo *security = securityOf(row);
         QVERIFY2(security && !security->delisted, qPrintable(positionKey(row)));
         QCOMPARE(row.value(AccountField::currentQty).type(), QVariant::LongLong);
         QCOMPARE(row.value(AccountField::costPrice).type(), QVariant::Double);
         const qint64 available = row.value(AccountField::availableQty).toLongLong();
         QVERIFY(available <= row.value(AccountField::currentQty).toLongLong());
         partlyAvailable += available < row.value(AccountField::currentQty).toLongLong();
-        order << QStringLiteral("%1/%2")
-                     .arg(QStringList({"SH", "SZ", "BJ", "HHK", "SZHK"}).indexOf(market))
-                     .arg(security->code);
+        order << QStringLiteral("%1/%2").arg(marketOrder.indexOf(market)).arg(security->code);
         if (!markets.contains(market))
             markets << market;
     }
     QStringList sorted = order;
     sorted.sort();
     QCOMPARE(order, sorted);
-    QCOMPARE(markets, QStringList({"SH", "SZ", "BJ", "HHK", "SZHK"}));
+    QCOMPARE(markets, marketOrder);
     QVERIFY(partlyAvailable >= 3);
 
-    int pages = 0;
-    QCOMPARE(demo.allPages(MsgType::queryPositionRequest,
-                           {{AccountField::tradingAccount, kCash}, {RequestField::pageSize, 7}},
-                           &pages),
-             all);
-    QCOMPARE(pages, 6);
-    // Exactly one page: no empty page after it.
-    pages = 0;
-    QCOMPARE(demo.allPages(MsgType::queryPositionRequest,
-                           {{AccountField::tradingAccount, kCash}, {RequestField::pageSize, 40}},
-                           &pages).size(),
-             40);
-    QCOMPARE(pages, 1);
-
+    // Pages of 7 and of exactly all: no gap, no duplicate, no empty page at the end.
+    for (const auto &size : {qMakePair(7, 6), qMakePair(40, 1)}) {
+        int pages = 0;
+        QCOMPARE(demo->allPages(MsgType::queryPositionRequest,
+                                {{AccountField::tradingAccount, kCash}, {RequestField::pageSize, size.first}},
+                                &pages),
+                 all);
+        QCOMPARE(pages, size.second);
+    }
     // A position added before the page already read does not shift the next page.
-    const Reply first = demo.request(MsgType::queryPositionRequest,
-                                     {{AccountField::tradingAccount, kCash},
-                                      {RequestField::pageSize, 10}});
-    QVERIFY(first.ok());
+    const Reply first = page(kCash, {{RequestField::pageSize, 10}});
     QCOMPARE(first.rows(), all.mid(0, 10));
     exec(QStringLiteral("INSERT INTO positions (security_account_id, security_id, current_qty,"
                         " available_qty) SELECT id, '600000', 100, 100 FROM security_accounts"
                         " WHERE security_account = 'A123456789' AND market = 'SH'"));
-    const Reply second = demo.request(MsgType::queryPositionRequest,
-                                      {{AccountField::tradingAccount, kCash},
-                                       {RequestField::pageSize, 10},
-                                       {RequestField::positionStr, first.next()}});
-    QCOMPARE(second.rows(), all.mid(10, 10));
+    QCOMPARE(page(kCash, {{RequestField::pageSize, 10}, {RequestField::positionStr, first.next()}}).rows(),
+             all.mid(10, 10));
 
-    QCOMPARE(demo.request(MsgType::queryPositionRequest,
-                          {{AccountField::tradingAccount, kCash}, {RequestField::pageSize, 5001}})
-                 .text(),
-             QStringLiteral("每页最多5000条，请求了5001条"));
-    QCOMPARE(demo.request(MsgType::queryPositionRequest,
-                          {{AccountField::tradingAccount, kCash},
-                           {RequestField::positionStr, QStringLiteral("garbage")}})
-                 .text(),
-             QStringLiteral("分页位置无效：garbage"));
-}
-
-void tst_Accounts::positionFilters()
-{
-    QVERIFY(start());
-    AccountClient demo(*m_backend);
-    QVERIFY(demo.login(DemoSeed::userName()).ok());
-    const auto markets = [&](const QVariantMap &filter) {
+    // Filters by market and by shareholder account; the Shanghai shareholder account also
+    // trades the Shanghai Stock Connect link.
+    const auto marketsOf = [&](const QVariantMap &filter) {
         QVariantMap fields = filter;
         fields.insert(AccountField::tradingAccount, kCash);
-        const QList<QVariantMap> rows = demo.allPages(MsgType::queryPositionRequest, fields);
-        QStringList seen = column(rows, RequestField::securityExchange);
+        QStringList seen = column(demo->allPages(MsgType::queryPositionRequest, fields),
+                                  RequestField::securityExchange);
         seen.removeDuplicates();
         return seen;
     };
-    QCOMPARE(markets({{RequestField::securityExchange, Exchange::szhk}}), QStringList({"SZHK"}));
-    // The Shanghai shareholder account also trades the Shanghai Stock Connect link.
-    QCOMPARE(markets({{AccountField::securityAccount, QStringLiteral("A123456789")}}),
+    QCOMPARE(marketsOf({{RequestField::securityExchange, Exchange::szhk}}), QStringList({"SZHK"}));
+    QCOMPARE(marketsOf({{AccountField::securityAccount, QStringLiteral("A123456789")}}),
              QStringList({"SH", "HHK"}));
-    QCOMPARE(markets({{AccountField::securityAccount, QStringLiteral("A123456789")},
-                      {RequestField::securityExchange, Exchange::hhk}}),
+    QCOMPARE(marketsOf({{AccountField::securityAccount, QStringLiteral("A123456789")},
+                        {RequestField::securityExchange, Exchange::hhk}}),
              QStringList({"HHK"}));
 
-    const auto refusal = [&](const QString &account, const QVariantMap &filter) {
-        QVariantMap fields = filter;
-        fields.insert(AccountField::tradingAccount, account);
-        return demo.request(MsgType::queryPositionRequest, fields).text();
-    };
-    QCOMPARE(refusal(kCash, {{RequestField::securityExchange, QStringLiteral("NY")}}),
+    QCOMPARE(page(kCash, {{RequestField::pageSize, 5001}}).text(),
+             QStringLiteral("每页最多5000条，请求了5001条"));
+    QCOMPARE(page(kCash, {{RequestField::positionStr, QStringLiteral("garbage")}}).text(),
+             QStringLiteral("分页位置无效：garbage"));
+    QCOMPARE(page(kCash, {{RequestField::securityExchange, QStringLiteral("NY")}}).text(),
              QStringLiteral("市场无效：NY"));
-    QCOMPARE(refusal(kCredit, {{RequestField::securityExchange, Exchange::bj}}),
+    QCOMPARE(page(kCredit, {{RequestField::securityExchange, Exchange::bj}}).text(),
              QStringLiteral("账号880020002没有BJ市场的证券账号"));
-    QCOMPARE(refusal(kCash, {{AccountField::securityAccount, QStringLiteral("E987654321")}}),
+    QCOMPARE(page(kCash, {{AccountField::securityAccount, QStringLiteral("E987654321")}}).text(),
              QStringLiteral("证券账号不存在：E987654321"));
 }
 
 void tst_Accounts::lendableAndContractsOnlyForCredit()
 {
-    QVERIFY(start());
-    AccountClient demo(*m_backend);
-    QVERIFY(demo.login(DemoSeed::userName()).ok());
-    QCOMPARE(demo.request(MsgType::queryMarginSecurityRequest,
-                          {{AccountField::fundAccount, kCashTrading}}).text(),
-             QStringLiteral("账号88001000101不是信用账户"));
-    QCOMPARE(demo.request(MsgType::QuerySecurityCashcompactRequest,
-                          {{AccountField::fundAccount, kCash}}).text(),
+    const auto demo = demoDesk();
+    QVERIFY(demo);
+    const auto lendables = [&](const QString &account) {
+        return demo->request(MsgType::queryMarginSecurityRequest, {{AccountField::fundAccount, account}});
+    };
+    const auto contracts = [&](QVariantMap fields) {
+        fields.insert(AccountField::fundAccount, kCredit);
+        return demo->request(MsgType::QuerySecurityCashcompactRequest, fields);
+    };
+    QCOMPARE(lendables(kCashTrading).text(), QStringLiteral("账号88001000101不是信用账户"));
+    QCOMPARE(demo->request(MsgType::QuerySecurityCashcompactRequest, {{AccountField::fundAccount, kCash}})
+                 .text(),
              QStringLiteral("账号880010001不是信用账户"));
 
-    const Reply lendable = demo.request(MsgType::queryMarginSecurityRequest,
-                                        {{AccountField::fundAccount, kCredit}});
+    const Reply lendable = lendables(kCredit);
     QVERIFY(lendable.ok());
     QCOMPARE(lendable.rows().size(), 30);
     for (const QVariantMap &row : lendable.rows()) {
-        const SecurityInfo *security = SecurityCatalog::instance().byCodeAndMarket(
-            row.value(RequestField::securityID).toString(),
-            row.value(RequestField::securityExchange).toString());
-        QVERIFY(security && security->type == SecurityType::mainBoard);
+        QVERIFY(securityOf(row) && securityOf(row)->type == SecurityType::mainBoard);
         QCOMPARE(row.value(AccountField::lendableQty).type(), QVariant::LongLong);
     }
 
-    const auto contracts = [&](const QVariantMap &more) {
-        QVariantMap fields = more;
-        fields.insert(AccountField::fundAccount, kCredit);
-        return demo.request(MsgType::QuerySecurityCashcompactRequest, fields);
-    };
     const Reply all = contracts({});
     QVERIFY(all.ok());
     QCOMPARE(all.rows().size(), 4);
@@ -357,39 +337,34 @@ void tst_Accounts::lendableAndContractsOnlyForCredit()
     QStringList sortedDates = returnDates;
     sortedDates.sort();
     QCOMPARE(returnDates, sortedDates);
+    const auto date = [](const QVariant &text) {
+        return QDate::fromString(text.toString(), QStringLiteral("yyyyMMdd"));
+    };
     for (const QVariantMap &row : all.rows()) {
-        const QDate open = QDate::fromString(row.value(SecurityProvideLoan::OpenDate).toString(),
-                                             QStringLiteral("yyyyMMdd"));
-        const QDate due = QDate::fromString(row.value(SecurityProvideLoan::ReturnDate).toString(),
-                                            QStringLiteral("yyyyMMdd"));
+        const QDate open = date(row.value(SecurityProvideLoan::OpenDate));
+        const QDate due = date(row.value(SecurityProvideLoan::ReturnDate));
         QVERIFY(open.isValid() && open < today && due > today && due < today.addDays(200));
-        const SecurityInfo *security = SecurityCatalog::instance().byCodeAndMarket(
-            row.value(RequestField::securityID).toString(),
-            row.value(RequestField::securityExchange).toString());
-        QVERIFY(security);
-        QCOMPARE(row.value(SecurityProvideLoan::SecurityName).toString(), security->name);
+        QVERIFY(securityOf(row));
+        QCOMPARE(row.value(SecurityProvideLoan::SecurityName).toString(), securityOf(row)->name);
         QCOMPARE(row.value(SecurityProvideLoan::ContractQty).type(), QVariant::LongLong);
     }
     const QStringList markets = column(all.rows(), RequestField::securityExchange);
     QVERIFY(markets.contains(Exchange::sh) && markets.contains(Exchange::sz));
 
     // Due on or before a day: the day itself counts.
-    const Reply dueSoon = contracts({{AccountField::returnDate, returnDates.at(1)}});
-    QCOMPARE(dueSoon.rows(), all.rows().mid(0, 2));
+    QCOMPARE(contracts({{AccountField::returnDate, returnDates.at(1)}}).rows(), all.rows().mid(0, 2));
     QVERIFY(contracts({{AccountField::returnDate, QStringLiteral("20000101")}}).rows().isEmpty());
 
     const Reply page1 = contracts({{RequestField::pageSize, 3}});
     QCOMPARE(page1.rows(), all.rows().mid(0, 3));
     QVERIFY(!page1.next().isEmpty());
-    const Reply page2 = contracts({{RequestField::pageSize, 3},
-                                   {RequestField::positionStr, page1.next()}});
+    const Reply page2 = contracts({{RequestField::pageSize, 3}, {RequestField::positionStr, page1.next()}});
     QCOMPARE(page2.rows(), all.rows().mid(3));
     QCOMPARE(page2.next(), QString());
 
     QCOMPARE(contracts({{AccountField::returnDate, QStringLiteral("2026-03-15")}}).text(),
              QStringLiteral("归还日期无效：2026-03-15（应为yyyyMMdd，如20260315）"));
-    QCOMPARE(contracts({{RequestField::pageSize, 501}}).text(),
-             QStringLiteral("每页最多500条，请求了501条"));
+    QCOMPARE(contracts({{RequestField::pageSize, 501}}).text(), QStringLiteral("每页最多500条，请求了501条"));
 }
 
 void tst_Accounts::loadPositionsFile()
@@ -418,31 +393,28 @@ void tst_Accounts::loadPositionsFile()
     const QString text = QStringLiteral("证券代码,市场,当前数量,可用数量,成本价\n"
                                         "600036,上海,1500,1500,30.1\n"
                                         "000333,深圳,800,,\n");
-    QVERIFY(load(kCashTrading, QTextCodec::codecForName("GB18030")->fromUnicode(text), true,
-                 &result));
+    QVERIFY(load(kCashTrading, QTextCodec::codecForName("GB18030")->fromUnicode(text), true, &result));
     QCOMPARE(result.removed, qint64(41));
     QCOMPARE(result.added, 2);
 
-    QVERIFY(start(false));
-    AccountClient demo(*m_backend);
-    QVERIFY(demo.login(DemoSeed::userName()).ok());
-    const QList<QVariantMap> rows = demo.positions(kCash);
-    QCOMPARE(rows.size(), 2);
-    QCOMPARE(positionKey(rows.at(0)), QStringLiteral("SH/600036"));
-    QCOMPARE(rows.at(0).value(AccountField::costPrice).toDouble(), 30.1);
-    QCOMPARE(rows.at(0).value(AccountField::securityAccount).toString(),
-             QStringLiteral("A123456789"));
-    QCOMPARE(positionKey(rows.at(1)), QStringLiteral("SZ/000333"));
-    QCOMPARE(rows.at(1).value(AccountField::availableQty).toLongLong(), qint64(800));
-    QCOMPARE(rows.at(1).value(AccountField::costPrice).toDouble(), 0.0);
+    // An empty available quantity is the current one, an empty cost price 0.
+    const auto demo = demoDesk(false);
+    QVERIFY(demo);
+    QStringList rows;
+    for (const QVariantMap &row : demo->positions(kCash))
+        rows << QStringLiteral("%1 %2/%3 @%4 %5")
+                    .arg(positionKey(row), row.value(AccountField::currentQty).toString(),
+                         row.value(AccountField::availableQty).toString(),
+                         row.value(AccountField::costPrice).toString(),
+                         row.value(AccountField::securityAccount).toString());
+    QCOMPARE(rows, QStringList({"SH/600036 1500/1500 @30.1 A123456789", "SZ/000333 800/800 @0 0123456789"}));
 }
 
 void tst_Accounts::badLinesLeaveTheAccountUnchanged()
 {
-    QVERIFY(start());
-    AccountClient demo(*m_backend);
-    QVERIFY(demo.login(DemoSeed::userName()).ok());
-    const QList<QVariantMap> before = demo.positions(kCredit);
+    const auto demo = demoDesk();
+    QVERIFY(demo);
+    const QList<QVariantMap> before = demo->positions(kCredit);
 
     PositionFileLoader::Result result;
     QVERIFY(!load(kCredit,
@@ -464,13 +436,11 @@ void tst_Accounts::badLinesLeaveTheAccountUnchanged()
                           QStringLiteral("第7行：可用数量200大于当前数量100"),
                           QStringLiteral("第8行：与第2行是同一证券（600519，SH）"),
                           QStringLiteral("第9行：市场“NYSE”无效")}));
-    QCOMPARE(demo.positions(kCredit), before);
+    QCOMPARE(demo->positions(kCredit), before);
 
     // Beyond twenty reasons only their number is told.
-    QByteArray many = "code,market,current_qty\n";
-    for (int i = 0; i < 25; ++i)
-        many += "999999,SH,1\n";
-    QVERIFY(!load(kCredit, many, false, &result));
+    QVERIFY(!load(kCredit, "code,market,current_qty\n" + QByteArray("999999,SH,1\n").repeated(25), false,
+                  &result));
     QCOMPARE(result.badLines, 25);
     const QStringList report = PositionFileLoader::report(QStringLiteral("p.csv"), false, result);
     QCOMPARE(report.size(), 1 + 20 + 1);
@@ -480,10 +450,9 @@ void tst_Accounts::badLinesLeaveTheAccountUnchanged()
 
     QVERIFY(!load(kCredit, "code,current_qty\n600519,100\n", false, &result));
     QCOMPARE(result.problems, QStringList(QStringLiteral("表头缺少“市场”列（或market）")));
-    QVERIFY(!load(QStringLiteral("42"), "code,market,current_qty\n600519,SH,1\n", false,
-                  &result));
+    QVERIFY(!load(QStringLiteral("42"), "code,market,current_qty\n600519,SH,1\n", false, &result));
     QCOMPARE(result.problems, QStringList(QStringLiteral("账号不存在：42")));
-    QCOMPARE(demo.positions(kCredit), before);
+    QCOMPARE(demo->positions(kCredit), before);
 }
 
 void tst_Accounts::commandLine()
@@ -507,20 +476,16 @@ void tst_Accounts::commandLine()
     const QStringList load = {QStringLiteral("--db"), m_dbPath, QStringLiteral("positions"),
                               QStringLiteral("load"), QStringLiteral("--fund-account"), kCredit};
     QString output;
-    QCOMPARE(run(load + QStringList{QStringLiteral("--file"), good, QStringLiteral("--replace")},
-                 &output),
-             0);
+    QCOMPARE(run(load + QStringList{QStringLiteral("--file"), good, QStringLiteral("--replace")}, &output), 0);
     QVERIFY2(output.contains(QStringLiteral("从good.csv写入1行持仓")), qPrintable(output));
     QCOMPARE(run(load + QStringList{QStringLiteral("--file"), bad}, &output), 1);
-    QVERIFY2(output.contains(QStringLiteral("第2行：当前数量“-1”应为不小于0的整数")),
-             qPrintable(output));
+    QVERIFY2(output.contains(QStringLiteral("第2行：当前数量“-1”应为不小于0的整数")), qPrintable(output));
     QCOMPARE(run(load), 2);  // no file
     QCOMPARE(run({QStringLiteral("--db"), m_dbPath, QStringLiteral("positions")}), 2);
 
-    QVERIFY(start(false));
-    AccountClient demo(*m_backend);
-    QVERIFY(demo.login(DemoSeed::userName()).ok());
-    const QList<QVariantMap> rows = demo.positions(kCredit);
+    const auto demo = demoDesk(false);
+    QVERIFY(demo);
+    const QList<QVariantMap> rows = demo->positions(kCredit);
     QCOMPARE(rows.size(), 1);
     QCOMPARE(rows.first().value(AccountField::currentQty).toLongLong(), qint64(900));
 }
@@ -548,22 +513,22 @@ void tst_Accounts::upgradeSeedsAccountsAndKeepsPortfolios()
         QSqlDatabase::removeDatabase(QStringLiteral("old"));
     };
     writeOldFile(DemoSeed::userName());
-    QVERIFY(start());
-    AccountClient demo(*m_backend);
-    QVERIFY(demo.login(DemoSeed::userName()).ok());
-    QCOMPARE(demo.request(MsgType::queryAccountRequest).rows().size(), 7);
-    QCOMPARE(demo.positions(kCash).size(), 40);
-    const Reply portfolios = demo.request(MsgType::queryPortfolioRequest,
-                                          {{RequestField::userID, DemoSeed::userName()}});
+    auto demo = demoDesk();
+    QVERIFY(demo);
+    QCOMPARE(demo->request(MsgType::queryAccountRequest).rows().size(), 7);
+    QCOMPARE(demo->positions(kCash).size(), 40);
+    const Reply portfolios =
+        demo->request(MsgType::queryPortfolioRequest, {{RequestField::userID, DemoSeed::userName()}});
     QCOMPARE(column(portfolios.rows(), RequestField::portfolioName), QStringList({"旧组合"}));
 
     // Once upgraded the accounts are the user's: a restart writes none again.
     exec(QStringLiteral("DELETE FROM positions"));
+    demo.reset();
     m_backend.reset();
-    QVERIFY(start());
-    AccountClient again(*m_backend);
-    QVERIFY(again.login(DemoSeed::userName()).ok());
-    QVERIFY(again.positions(kCash).isEmpty());
+    demo = demoDesk();
+    QVERIFY(demo);
+    QVERIFY(demo->positions(kCash).isEmpty());
+    demo.reset();
     m_backend.reset();
 
     // Another user's old file gets no demo accounts.
@@ -572,8 +537,8 @@ void tst_Accounts::upgradeSeedsAccountsAndKeepsPortfolios()
     QVERIFY(start());
     AccountClient trader(*m_backend);
     QVERIFY(trader.login(QStringLiteral("trader")).ok());
-    QVERIFY(trader.request(MsgType::queryAccountRequest).ok());
-    QVERIFY(trader.request(MsgType::queryAccountRequest).rows().isEmpty());
+    const Reply accounts = trader.request(MsgType::queryAccountRequest);
+    QVERIFY(accounts.ok() && accounts.rows().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_Accounts)
