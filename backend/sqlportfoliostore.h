@@ -126,7 +126,7 @@ private:
     // `duplicate`, any other failure with the database's own text.
     bool execUnique(QSqlQuery &query, const QString &duplicate, QString *error);
     // The security and market of every line the portfolio holds, and its last line number.
-    // The rows of a JSON array of lines (linesJson()) bound to a parameter, as a table `v`
+    // A SELECT of the rows of a JSON array of lines (linesJson()) bound to a parameter,
     // with the columns of portfolio_lines.
     QString linesSource() const;
     bool heldLines(qint64 portfolioId, QSet<QPair<QString, QString>> *keys, qint64 *lastLine, QString *error);
