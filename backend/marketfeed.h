@@ -71,7 +71,7 @@ private:
     {
         QuoteWalk walk;
         quint32 phaseHash = 0;
-        int holders = 0;       // clients that hold the symbol
+        QSet<quint64> holders;  // clients that hold the symbol
         qint64 nextSlot = 0;   // time of the next record; 0 while nobody holds it
         qint64 lastTime = 0;   // time of the price the walk shows
     };
@@ -82,7 +82,7 @@ private:
         QSet<QString> waitingForFirst;  // subscribed since the last clock step
     };
 
-    void release(const QString &symbol);
+    void release(const QString &symbol, quint64 clientId);
     qint64 nextSlotAfter(const Line &line, qint64 time) const;
     void applyInterval();
     void updateTimer();
