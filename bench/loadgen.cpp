@@ -4,7 +4,7 @@
 // 200-line portfolio, rename it, change its lines, delete it). Prints throughput, request
 // latency (p50, p99), how long a change takes to reach the other desks (p50, p99), and
 // the server's memory with the desks working and with 1,000 idle desks logged in.
-// Usage: loadgen TZBACKEND [desks, default 100] [seconds, default 20] [--db URL] [--restart-db-at S]
+// Usage: loadgen TZBACKEND [desks, default 100] [seconds, default 20] [--db URL] [--restart-db-at S] [--no-idle]
 
 #include "cmessagecommon.h"
 #include "cpackmessagecommon.h"
@@ -284,7 +284,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
     if (args.size() < 2) {
-        fprintf(stderr, "usage: loadgen TZBACKEND [desks] [seconds] [--db URL] [--restart-db-at S]\n");
+        fprintf(stderr, "usage: loadgen TZBACKEND [desks] [seconds] [--db URL] [--restart-db-at S] [--no-idle]\n");
         return 2;
     }
     const QString backend = args.at(1);
@@ -381,12 +381,13 @@ int main(int argc, char **argv)
     const int failures = stats.failures;
     const QString firstFailure = stats.firstFailure;
     waitFor([] { return false; }, 500);
-    if (restartAt < 0)
+    const bool withIdle = restartAt < 0 && !args.contains(QStringLiteral("--no-idle"));
+    if (withIdle)
         fprintf(stderr, "loadgen: logging in 1,000 idle desks\n");
     std::vector<std::unique_ptr<Desk>> idle;
-    for (int i = 0; i < (restartAt < 0 ? 1000 : 0); ++i)
+    for (int i = 0; i < (withIdle ? 1000 : 0); ++i)
         idle.push_back(std::make_unique<Desk>(desks + i, url, symbols, clock, stats));
-    const bool idleConnected = restartAt < 0 && waitFor([&] {
+    const bool idleConnected = withIdle && waitFor([&] {
         return std::all_of(idle.begin(), idle.end(), [](const auto &d) { return d->connected(); });
     }, 60000);
     for (auto &desk : idle)
