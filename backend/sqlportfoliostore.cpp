@@ -544,18 +544,23 @@ bool SqlPortfolioStore::findPortfolio(const QString &portfolioNo, PortfolioRef *
 
 bool SqlPortfolioStore::setPending(qint64 portfolioId, const QString &session, QString *error)
 {
-    Statement query = statement(QStringLiteral("UPDATE portfolios SET pending_session = ?, pending_since = ? WHERE id = ?"));
-    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
-    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
-    query->addBindValue(portfolioId);
-    return run(*query, error);
+    return setMark(QStringLiteral("UPDATE portfolios SET pending_session = ?, pending_since = ? WHERE id = ?"),
+                   portfolioId, session, error);
 }
 
 bool SqlPortfolioStore::setReplacing(qint64 portfolioId, const QString &session, QString *error)
 {
-    Statement query = statement(QStringLiteral("UPDATE portfolios SET replacing_session = ?, replacing_since = ?, replacing_header = NULL WHERE id = ?"));
-    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(session));
-    query->addBindValue(session.isEmpty() ? QVariant(QVariant::String) : QVariant(nowText()));
+    return setMark(QStringLiteral("UPDATE portfolios SET replacing_session = ?, replacing_since = ?,"
+                                  " replacing_header = NULL WHERE id = ?"),
+                   portfolioId, session, error);
+}
+
+bool SqlPortfolioStore::setMark(const QString &sql, qint64 portfolioId, const QString &session, QString *error)
+{
+    const QVariant none(QVariant::String);
+    Statement query = statement(sql);
+    query->addBindValue(session.isEmpty() ? none : QVariant(session));
+    query->addBindValue(session.isEmpty() ? none : QVariant(nowText()));
     query->addBindValue(portfolioId);
     return run(*query, error);
 }

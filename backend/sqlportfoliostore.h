@@ -125,6 +125,9 @@ private:
     // Runs a statement that may break a uniqueness rule: such a break is answered with
     // `duplicate`, any other failure with the database's own text.
     bool execUnique(QSqlQuery &query, const QString &duplicate, QString *error);
+    // Sets (session empty: clears) a session mark and its time: `sql` binds session, time
+    // and portfolio id.
+    bool setMark(const QString &sql, qint64 portfolioId, const QString &session, QString *error);
     // The security and market of every line the portfolio holds, and its last line number.
     // A SELECT of the rows of a JSON array of lines (linesJson()) bound to a parameter,
     // with the columns of portfolio_lines.

@@ -114,14 +114,10 @@ private:
 
     void send(const QString &type, const CPackMessageCommon &body, Done done, bool measured = true)
     {
-        CMessageCommon message;
-        message.setKind(CMessageCommon::Request);
-        message.setRequestId(++m_lastId);
-        message.SetSrcid(QStringLiteral("loadgen"));
-        message.SetType(type);
-        message.SetMsg(body.GetPackedMsg(false));
+        const QByteArray frame =
+            CMessageCommon::request(++m_lastId, QStringLiteral("loadgen"), type, body.GetPackedMsg(false)).toWire();
         m_pending.insert(m_lastId, {now(m_clock), measured, std::move(done)});
-        m_socket.sendBinaryMessage(message.toWire());
+        m_socket.sendBinaryMessage(frame);
     }
     CPackMessageCommon userBody() const
     {

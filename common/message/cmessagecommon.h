@@ -15,6 +15,18 @@ public:
 
     CMessageCommon() = default;
     virtual ~CMessageCommon() = default;
+    // A request envelope: from `srcid`, of `type`, with the packed body; id 0 asks for
+    // no answer.
+    static CMessageCommon request(quint64 requestId, const QString &srcid, const QVariant &type,
+                                  const QVariant &msg)
+    {
+        CMessageCommon message;
+        message.m_requestId = requestId;
+        message.m_srcid = srcid;
+        message.m_type = type;
+        message.m_msg = msg;
+        return message;
+    }
 
     void SetSrcid(const QString &srcid) { m_srcid = srcid; }
     void SetType(const QVariant &type) { m_type = type; }

@@ -83,13 +83,10 @@ void WebSocketTransport::onConnected()
     CPackMessageCommon body;
     body.AddVaule(RequestField::userID, m_options.user);
     body.AddVaule(RequestField::password, m_options.password);
-    CMessageCommon login;
-    login.setKind(CMessageCommon::Request);
-    login.SetSrcid(QStringLiteral("tzapp"));
-    login.SetType(MsgType::loginRequest);
-    login.setRequestId(m_loginId = kLoginIdBase + (m_loginId & 0xffffffu) + 1);
-    login.SetMsg(body.GetPackedMsg(false));
-    m_socket->sendBinaryMessage(login.toWire());
+    m_loginId = kLoginIdBase + (m_loginId & 0xffffffu) + 1;
+    m_socket->sendBinaryMessage(
+        CMessageCommon::request(m_loginId, QStringLiteral("tzapp"), MsgType::loginRequest, body.GetPackedMsg(false))
+            .toWire());
 }
 
 void WebSocketTransport::onDisconnected()
@@ -139,13 +136,9 @@ void WebSocketTransport::onMessage(const QByteArray &frame)
             body.AddRow();
             body.AddRowVaule(Security::symbol, symbol);
         }
-        CMessageCommon subscribe;
-        subscribe.setKind(CMessageCommon::Request);
-        subscribe.SetSrcid(QStringLiteral("tzapp"));
-        subscribe.SetType(MsgType::subscribeQuoteRequest);
-        subscribe.setRequestId(0);
-        subscribe.SetMsg(body.GetPackedMsg(false));
-        m_socket->sendBinaryMessage(subscribe.toWire());
+        m_socket->sendBinaryMessage(CMessageCommon::request(0, QStringLiteral("tzapp"), MsgType::subscribeQuoteRequest,
+                                                            body.GetPackedMsg(false))
+                                        .toWire());
     }
     emit stateChanged(true, QStringLiteral("已连接后台 %1 · 用户 %2").arg(describe(), m_options.user));
 }

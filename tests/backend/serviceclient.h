@@ -57,13 +57,8 @@ public:
 
     quint64 send(const QString &type, const CPackMessageCommon &body)
     {
-        CMessageCommon message;
-        message.setKind(CMessageCommon::Request);
-        message.setRequestId(++m_lastRequestId);
-        message.SetSrcid(QStringLiteral("client"));
-        message.SetType(type);
-        message.SetMsg(body.GetPackedMsg());
-        sendRaw(message.toWire());
+        sendRaw(CMessageCommon::request(++m_lastRequestId, QStringLiteral("client"), type, body.GetPackedMsg())
+                    .toWire());
         return m_lastRequestId;
     }
     void sendRaw(const QByteArray &frame)

@@ -62,13 +62,8 @@ public:
 
     quint64 send(const QString &type, const CPackMessageCommon &body)
     {
-        CMessageCommon message;
-        message.setKind(CMessageCommon::Request);
-        message.setRequestId(++lastId);
-        message.SetSrcid(QStringLiteral("desk"));
-        message.SetType(type);
-        message.SetMsg(body.GetPackedMsg(false));
-        socket.sendBinaryMessage(message.toWire());
+        socket.sendBinaryMessage(
+            CMessageCommon::request(++lastId, QStringLiteral("desk"), type, body.GetPackedMsg(false)).toWire());
         return lastId;
     }
     // The answer's body, or an empty optional-like pair when none came in time.
@@ -116,6 +111,16 @@ CPackMessageCommon userBody(const QString &user)
     return body;
 }
 
+// A user's (demo's) request to rename a portfolio.
+CPackMessageCommon renameBody(const QString &number, const QString &name, const QString &user = QStringLiteral("demo"))
+{
+    CPackMessageCommon body = userBody(user);
+    body.AddVaule(RequestField::alterType, QStringLiteral("u"));
+    body.AddVaule(RequestField::portfolioNo, number);
+    body.AddVaule(RequestField::portfolioName, name);
+    return body;
+}
+
 } // namespace
 
 class tst_Server : public QObject
@@ -134,8 +139,7 @@ private slots:
     void operatorAddsUsersFromTheCommandLine();
     void desksOnOneDataFolderShareTheFirstOnesBackEnd();
     void aLinkedDeskTakesOverWhenTheFirstOneCloses();
-    void twoServersOnOneDatabaseKeepDesksInStep();
-    void aRestartedDatabaseIsConnectedAgain();
+    void twoServersOnOneDatabaseKeepDesksInStep();  // and through a restart of the database
     void aCreationCutOffLeavesNothing();  // and a change cut off keeps the old lines
     void aServerKilledMidCreationLeavesNothing();
 
@@ -313,10 +317,7 @@ void tst_Server::aUserReachesOnlyItsOwnData()
     QVERIFY(Desk::ok(answer));
     QCOMPARE(answer.GetRowCount(), 0);
     // Another user's portfolio, by number in the header or in a row, does not exist.
-    CPackMessageCommon rename = userBody(QStringLiteral("alice"));
-    rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
-    rename.AddVaule(RequestField::portfolioNo, demosPortfolio);
-    rename.AddVaule(RequestField::portfolioName, QStringLiteral("taken"));
+    const CPackMessageCommon rename = renameBody(demosPortfolio, QStringLiteral("taken"), QStringLiteral("alice"));
     QVERIFY(alice.request(MsgType::alterPortfolioRequest, rename, &answer));
     QCOMPARE(Desk::text(answer), QStringLiteral("组合不存在：%1").arg(demosPortfolio));
     CPackMessageCommon remove = userBody(QStringLiteral("alice"));
@@ -383,12 +384,9 @@ void tst_Server::brokenOversizedAndFloodingClientsAreClosedAlone()
 
     // Garbage, a truncated envelope, a text frame, an oversized frame: each closes only
     // its own connection.
-    CMessageCommon envelope;
-    envelope.setKind(CMessageCommon::Request);
-    envelope.setRequestId(1);
-    envelope.SetType(MsgType::queryPortfolioRequest);
-    envelope.SetMsg(userBody(QStringLiteral("demo")).GetPackedMsg(false));
-    const QByteArray whole = envelope.toWire();
+    const QByteArray whole = CMessageCommon::request(1, QString(), MsgType::queryPortfolioRequest,
+                                                     userBody(QStringLiteral("demo")).GetPackedMsg(false))
+                                 .toWire();
     const QList<std::function<void(QWebSocket &)>> abuses{
         [](QWebSocket &s) { s.sendBinaryMessage(QByteArray("\xff\x00garbage", 9)); },
         [&](QWebSocket &s) { s.sendBinaryMessage(whole.left(whole.size() / 2)); },
@@ -545,10 +543,7 @@ void tst_Server::desksOnOneDataFolderShareTheFirstOnesBackEnd()
     QVERIFY(second.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
     QVERIFY(answer.GetRowCount() > 0);
     const QString number = answer.rows().first().value(RequestField::portfolioNo).toString();
-    CPackMessageCommon rename = userBody(QStringLiteral("demo"));
-    rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
-    rename.AddVaule(RequestField::portfolioNo, number);
-    rename.AddVaule(RequestField::portfolioName, QStringLiteral("改名"));
+    const CPackMessageCommon rename = renameBody(number, QStringLiteral("改名"));
     QVERIFY(second.request(MsgType::alterPortfolioRequest, rename, &answer));
     QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
     QVERIFY(QTest::qWaitFor([&] { return !third.events.isEmpty(); }, 5000));
@@ -654,23 +649,31 @@ void tst_Server::twoServersOnOneDatabaseKeepDesksInStep()
     // A second server process on the same database, with a service of its own.
     std::unique_ptr<OtherServer> other;
     QVERIFY(startOtherServer(&other));
-    WebSocketServer &otherServer = other->server;
-
     Desk here(m_server->url());
-    Desk there(otherServer.url());
-    Desk stranger(otherServer.url());
+    Desk there(other->server.url());
+    Desk stranger(other->server.url());
     QVERIFY(here.login(QStringLiteral("demo"), kPassword));
     QVERIFY(there.login(QStringLiteral("demo"), kPassword));
     QVERIFY(stranger.login(QStringLiteral("alice"), kPassword));
     CUnPackMessageCommon answer;
     QVERIFY(here.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
     const QString number = answer.rows().first().value(RequestField::portfolioNo).toString();
-    CPackMessageCommon rename = userBody(QStringLiteral("demo"));
-    rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
-    rename.AddVaule(RequestField::portfolioNo, number);
-    rename.AddVaule(RequestField::portfolioName, QStringLiteral("另一台服务器"));
-    QVERIFY(here.request(MsgType::alterPortfolioRequest, rename, &answer));
-    QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
+    const auto rename = [&](Desk &desk, const QString &name) {
+        CUnPackMessageCommon renamed;
+        if (!desk.request(MsgType::alterPortfolioRequest, renameBody(number, name), &renamed))
+            return QStringLiteral("no answer");
+        return Desk::ok(renamed) ? QString() : Desk::text(renamed);
+    };
+    const auto namesOn = [&](Desk &desk) {
+        QStringList names;
+        if (desk.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer)) {
+            for (const QVariantMap &row : answer.rows())
+                names << row.value(RequestField::portfolioName).toString();
+        }
+        return names;
+    };
+
+    QCOMPARE(rename(here, QStringLiteral("另一台服务器")), QString());
     QVERIFY(QTest::qWaitFor([&] { return !there.events.isEmpty(); }, 2000));
     CUnPackMessageCommon event;
     event.SetUnPackMsg(there.events.first().GetMsg());
@@ -681,42 +684,10 @@ void tst_Server::twoServersOnOneDatabaseKeepDesksInStep()
     QVERIFY(here.events.isEmpty());
     QVERIFY(stranger.events.isEmpty());
     // And the other server answers with the new name.
-    QVERIFY(there.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
-    bool renamed = false;
-    for (const QVariantMap &row : answer.rows())
-        renamed = renamed || row.value(RequestField::portfolioName).toString() == QStringLiteral("另一台服务器");
-    QVERIFY(renamed);
-}
+    QVERIFY(namesOn(there).contains(QStringLiteral("另一台服务器")));
 
-void tst_Server::aRestartedDatabaseIsConnectedAgain()
-{
-    if (!TestDatabase::onPostgres())
-        QSKIP("a database server restarts on PostgreSQL only");
-    startServer();
-    // A second server process on the same database, with a service of its own.
-    std::unique_ptr<OtherServer> other;
-    QVERIFY(startOtherServer(&other));
-    WebSocketServer &otherServer = other->server;
-    Desk here(m_server->url());
-    Desk there(otherServer.url());
-    QVERIFY(here.login(QStringLiteral("demo"), kPassword));
-    QVERIFY(there.login(QStringLiteral("demo"), kPassword));
-    CUnPackMessageCommon answer;
-    QVERIFY(here.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
-    const QString number = answer.rows().first().value(RequestField::portfolioNo).toString();
-    const auto rename = [&](Desk &desk, const QString &name) {
-        CPackMessageCommon body = userBody(QStringLiteral("demo"));
-        body.AddVaule(RequestField::alterType, QStringLiteral("u"));
-        body.AddVaule(RequestField::portfolioNo, number);
-        body.AddVaule(RequestField::portfolioName, name);
-        CUnPackMessageCommon renamed;
-        if (!desk.request(MsgType::alterPortfolioRequest, body, &renamed))
-            return QStringLiteral("no answer");
-        return Desk::ok(renamed) ? QString() : Desk::text(renamed);
-    };
-
-    // Restarted between two requests: the next one meets the dead connection, which is
-    // opened again, and goes through as if nothing happened.
+    // The database restarted between two requests: the next one meets the dead
+    // connection, which is opened again, and goes through as if nothing happened.
     if (!TestDatabase::controlServer(QStringLiteral("restart")))
         QSKIP("no PostgreSQL cluster this run may restart (run through tests/backend/run_pg.sh)");
     QCOMPARE(rename(here, QStringLiteral("重启之后")), QString());
@@ -731,13 +702,7 @@ void tst_Server::aRestartedDatabaseIsConnectedAgain()
 
     // Back within that wait: the requests held meanwhile go through in order, and both
     // servers listen again to each other.
-    const quint64 first = there.send(MsgType::alterPortfolioRequest, [&] {
-        CPackMessageCommon body = userBody(QStringLiteral("demo"));
-        body.AddVaule(RequestField::alterType, QStringLiteral("u"));
-        body.AddVaule(RequestField::portfolioNo, number);
-        body.AddVaule(RequestField::portfolioName, QStringLiteral("等待中"));
-        return body;
-    }());
+    const quint64 first = there.send(MsgType::alterPortfolioRequest, renameBody(number, QStringLiteral("等待中")));
     QTest::qWait(300);
     QVERIFY(TestDatabase::controlServer(QStringLiteral("start")));
     QCOMPARE(rename(here, QStringLiteral("恢复之后")), QString());
@@ -748,11 +713,7 @@ void tst_Server::aRestartedDatabaseIsConnectedAgain()
     here.events.clear();
     QCOMPARE(rename(there, QStringLiteral("再次恢复")), QString());
     QVERIFY(QTest::qWaitFor([&] { return !here.events.isEmpty(); }, 5000));
-    QVERIFY(here.request(MsgType::queryPortfolioRequest, userBody(QStringLiteral("demo")), &answer));
-    QVERIFY(Desk::ok(answer));
-    QStringList names;
-    for (const QVariantMap &row : answer.rows())
-        names << row.value(RequestField::portfolioName).toString();
+    const QStringList names = namesOn(here);
     QVERIFY2(names.contains(QStringLiteral("再次恢复")), qPrintable(names.join(QLatin1Char(','))));
     QVERIFY(!names.contains(QStringLiteral("停机")));
 }
@@ -853,10 +814,7 @@ void tst_Server::aCreationCutOffLeavesNothing()
         clear.AddVaule(RequestField::portfolioNo, number);
         QVERIFY(changer.request(MsgType::deletePortfolioDetailRequest, clear, &answer));
         QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
-        CPackMessageCommon rename = userBody(QStringLiteral("demo"));
-        rename.AddVaule(RequestField::alterType, QStringLiteral("u"));
-        rename.AddVaule(RequestField::portfolioNo, number);
-        rename.AddVaule(RequestField::portfolioName, QStringLiteral("改名未完"));
+        const CPackMessageCommon rename = renameBody(number, QStringLiteral("改名未完"));
         QVERIFY(changer.request(MsgType::alterPortfolioRequest, rename, &answer));
         QVERIFY2(Desk::ok(answer), qPrintable(Desk::text(answer)));
         changer.socket.abort();
@@ -901,11 +859,8 @@ void tst_Server::aCreationCutOffLeavesNothing()
     // the creation (on PostgreSQL, which other servers share, one older than ten minutes).
     if (TestDatabase::onPostgres())
         return;
-    CMessageCommon cut;
-    cut.setKind(CMessageCommon::Request);
-    cut.setRequestId(1);
-    cut.SetType(MsgType::alterPortfolioRequest);
-    cut.SetMsg(header(QStringLiteral("断在进程被杀时")).GetPackedMsg(false));
+    const CMessageCommon cut = CMessageCommon::request(1, QString(), MsgType::alterPortfolioRequest,
+                                                       header(QStringLiteral("断在进程被杀时")).GetPackedMsg(false));
     m_service->onClientFrame(BackendService::newClientId(), cut.toWire());  // a desk inside, never detached
     m_server.reset();
     m_service.reset();

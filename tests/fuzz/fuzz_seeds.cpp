@@ -62,13 +62,9 @@ QList<QByteArray> requestFrames()
     QList<QByteArray> frames;
     quint64 id = 100;
     auto frame = [&](const QString &type, const CPackMessageCommon &body) {
-        CMessageCommon message;
-        message.setKind(CMessageCommon::Request);
-        message.setRequestId(++id);
-        message.SetSrcid(QStringLiteral("TZApp.PortfoliosList"));
-        message.SetType(type);
-        message.SetMsg(body.GetPackedMsg(false));
-        frames.append(message.toWire());
+        frames.append(CMessageCommon::request(++id, QStringLiteral("TZApp.PortfoliosList"), type,
+                                              body.GetPackedMsg(false))
+                          .toWire());
     };
     CPackMessageCommon user;
     user.AddVaule(RequestField::userID, QStringLiteral("demo"));

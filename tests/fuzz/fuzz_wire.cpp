@@ -38,12 +38,8 @@ BackendService &service()
         // The desk logs in once, as a desk inside the process does.
         CPackMessageCommon body;
         body.AddVaule(RequestField::userID, QStringLiteral("demo"));
-        CMessageCommon login;
-        login.setKind(CMessageCommon::Request);
-        login.setRequestId(1);
-        login.SetType(MsgType::loginRequest);
-        login.SetMsg(body.GetPackedMsg(false));
-        s->onClientFrame(kDesk, login.toWire());
+        s->onClientFrame(kDesk, CMessageCommon::request(1, QString(), MsgType::loginRequest, body.GetPackedMsg(false))
+                                    .toWire());
         return s;
     }();
     return *instance;
