@@ -952,8 +952,10 @@ bool BackendService::alterPortfolio(quint64 clientId, const CUnPackMessageCommon
         portfolio.paramType = PortfolioExtension::paramType(extension);
     }
 
+    // Only a session that cleared lines can be replacing (and a plain rename skips the look).
     PortfolioRef replaced;
-    if (alterType != kCreate && !m_store.findPortfolio(portfolio.portfolioNo, &replaced, error))
+    if (alterType != kCreate && m_markingClients.contains(clientId)
+        && !m_store.findPortfolio(portfolio.portfolioNo, &replaced, error))
         return false;
     // A desk replacing the portfolio sends its header between the clear and the lines:
     // the header waits and goes in with the lines, so that a connection cut before them
